@@ -1,0 +1,26 @@
+// Whole files and descriptors.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// A descriptor that closes itself; -1 when there is none.
+class Descriptor {
+  public:
+    explicit Descriptor(int number) : number_(number) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor();
+    int Get() const { return number_; }
+    bool IsOpen() const { return number_ >= 0; }
+
+  private:
+    int number_;
+};
+
+// Reads the regular file at `path` to its end. False with errno set when it can't be opened or read, or is of
+// another kind (EINVAL).
+bool ReadFile(const char* path, std::string& content);
+
+// write(2) until all is written; false with errno set on the first failure.
+bool WriteAll(int descriptor, std::string_view content);

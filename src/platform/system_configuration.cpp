@@ -1,0 +1,15 @@
+#include "platform/system_configuration.h"
+
+#include "platform/system_library.h"
+
+namespace {
+
+constexpr char SYSTEM_CONFIGURATION[] = APPLIANCE_ROOT "/etc/vexainfo.conf";
+
+}  // namespace
+
+std::string VexaConf::Def(const char* key, const char* missing) const {
+    char value[256] = {};
+    const bool found = VLIBCFileGetKeyValue(SYSTEM_CONFIGURATION, key, value, sizeof value, 0) > 0;
+    return found ? value : missing;
+}
