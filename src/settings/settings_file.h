@@ -1,0 +1,35 @@
+// The daemon's settings file. A setting is one line:
+//
+//     menustyle_mediaservice="simple"
+#pragma once
+
+#include <strings.h>
+
+#include "platform/system_library.h"
+#include "settings/text_buffer.h"
+
+constexpr char SETTINGS_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/etc/dmsinfo.conf";
+constexpr char KV_LINE_FORMAT[] = "%s=\"%s\"\n";
+
+constexpr char LANGUAGE_KEY[] = "language_mediaservice";
+constexpr char DEFAULT_LANGUAGE[] = "enu";
+constexpr char NETWORK_KEY[] = "network_mediaservice";
+
+// Which stored text decides: most switches are on at "yes" alone, some at everything but "no". Case does not
+// matter, and without the key every switch is off.
+enum class SwitchRule : char { OnAtYes, OnUnlessNo };
+
+bool ReadSwitch(const char* key, SwitchRule rule = SwitchRule::OnAtYes);
+
+// Reads a text, cut to `bytes` with its terminator. Returns a value above 0 when the key was found; else
+// `text` keeps what it held, a default say.
+template <size_t N>
+int ReadText(const char* key, TextBuffer<N>& text, size_t bytes = N) {
+    return VLIBCFileGetKeyValue(SETTINGS_FILE, key, text.data(), static_cast<int>(bytes), 0);
+}
+
+// Writes one setting. Returns a negative value on failure.
+int WriteSetting(const char* key, const char* value);
+
+// Whether a form field switches something on: it was sent and is "true" in any case.
+inline bool IsTrue(const char* field) { return field != nullptr && strcasecmp(field, "true") == 0; }
