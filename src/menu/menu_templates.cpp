@@ -1,0 +1,109 @@
+// The daemon's menu templates: opaque bytes to this system, one file each.
+#include <sys/stat.h>
+#include <syslog.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "mediaserv/media_service_handler.h"
+#include "platform/system_library.h"
+
+namespace {
+
+// Printed before the line and the message's own arguments.
+constexpr char CANT_OPEN[] = "%s (%d) FAILED TO OPEN FILE:%s, reason=%s";
+constexpr char BAD_PARAMETERS[] = "%s (%d) Bad parameters.";
+
+// A name that could leave the templates' directory or forge a line of a log is no name of a template.
+bool IsTemplateName(const char* name) {
+    return name != nullptr && std::none_of(name, name + strlen(name),
+                                           [](unsigned char c) { return c == '/' || c < 0x20 || c == 0x7F; });
+}
+
+std::string TemplatePath(const char* name) {
+    return std::string(APPLIANCE_ROOT "/var/packages/Dalmira/etc/menu_") + name + ".xml";
+}
+
+void LogFailure(const char* format, int line, const std::string& subject) {
+    const int reason = errno;
+    syslog(LOG_ERR, format, SOURCE_NAME, line, EscapeForLog(subject).c_str(), strerror(reason));
+}
+
+bool StatRegularFile(const std::string& path, struct stat& status) {
+    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// Copies `file` to the answer, a piece at a time through the one buffer.
+void StreamTemplate(FILE* file, const char* song) {
+    static char buffer[8192];
+    do {
+        const size_t count = fread(buffer, 1, sizeof buffer, file);
+        if (count == 0) {
+            if (ferror(file) != 0) {
+                LogFailure("%s (%d) FAILED TO READ SONG FILE:%s, reason=%s", 1024, song);
+            }
+            return;
+        }
+        if (fwrite(buffer, 1, count, stdout) < count) {
+            LogFailure("%s (%d) FAILED TO WRITE SONG FILE:%s TO STREAM, reason=%s", 1030, song);
+            return;
+        }
+        fflush(stdout);
+    } while (feof(file) == 0);
+}
+
+}  // namespace
+
+void MediaServiceHandler::LoadMenu() {
+    const char* name = web_.In("template", nullptr);
+    if (!IsTemplateName(name)) {
+        syslog(LOG_ERR, BAD_PARAMETERS, SOURCE_NAME, 999);
+        WriteSuccess(false);
+        return;
+    }
+    const std::string path = TemplatePath(name);
+    FILE* file = fopen(path.c_str(), "re");
+    if (file == nullptr) {
+        LogFailure(CANT_OPEN, 1008, path);
+        WriteSuccess(false);
+        return;
+    }
+    struct stat status = {};
+    if (StatRegularFile(path, status)) {
+        printf("Content-Length: %lld\r\nContent-type: application/xml\r\n\r\n",
+               static_cast<long long>(status.st_size));
+        StreamTemplate(file, web_.In("songpath", ""));
+    } else {
+        LogFailure("%s (%d) FAILED TO STAT FILE:%s, reason=%s", 1013, path);
+        WriteSuccess(false);
+    }
+    fclose(file);
+}
+
+void MediaServiceHandler::SaveMenu() {
+    const char* name = web_.In("template", nullptr);
+    const char* content = web_.In("content", nullptr);
+    if (!IsTemplateName(name) || content == nullptr) {
+        syslog(LOG_ERR, BAD_PARAMETERS, SOURCE_NAME, 1144);
+        WriteSuccess(false);
+        return;
+    }
+    const std::string path = TemplatePath(name);
+    FILE* file = fopen(path.c_str(), "we");
+    if (file == nullptr) {
+        LogFailure(CANT_OPEN, 1153, path);
+        WriteSuccess(false);
+        return;
+    }
+    fputs(content, file);
+    fclose(file);
+    if (strcmp(web_.In("restartserver", ""), "true") == 0 && RestartDms() == 0) {
+        syslog(LOG_ERR, "%s (%d) Failed to restart dalmira", SOURCE_NAME, 1161);
+        WriteSuccess(false);
+        return;
+    }
+    WriteSuccess(true);
+}
