@@ -1,0 +1,79 @@
+// The download of all logs as one archive, and their deletion.
+#include <syslog.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+
+#include "log/log_paths.h"
+#include "mediaserv/media_service_handler.h"
+#include "platform/system_library.h"
+
+namespace {
+
+#define PACKAGE_ETC_DIRECTORY APPLIANCE_ROOT "/var/packages/Dalmira/etc"
+#define DIAGNOSTICS_FILE PACKAGE_ETC_DIRECTORY "/etc.log"
+
+// What fills the diagnostics file, in its order; the first command empties it.
+constexpr const char* DIAGNOSTICS_COMMANDS[] = {
+    "echo 'PID of dms:' > " DIAGNOSTICS_FILE,
+    "pidof dms >> " DIAGNOSTICS_FILE,
+    "echo 'PID of lighttpd:' >> " DIAGNOSTICS_FILE,
+    "pidof lighttpd >> " DIAGNOSTICS_FILE,
+    "echo '----------------' >> " DIAGNOSTICS_FILE,
+    "/bin/ls -l " APPLIANCE_ROOT "/volume1/*.core >> " DIAGNOSTICS_FILE,
+};
+constexpr char ARCHIVE_COMMAND[] = "/bin/tar czhO dms.log* lighttpd " PACKAGE_ETC_DIRECTORY;
+constexpr char CLEAN_UP_COMMAND[] = "rm -f " DIAGNOSTICS_FILE;
+constexpr char DELETE_COMMAND[] = "/bin/rm -f " LOG_DIRECTORY "/dms.log* " WEB_LOG_DIRECTORY "/*";
+
+void WriteDiagnostics() {
+    for (const char* command : DIAGNOSTICS_COMMANDS) {
+        RunShell(command);
+    }
+}
+
+void RemoveDiagnostics() { RunShell(CLEAN_UP_COMMAND); }
+
+// tar and its compressor end quietly when nobody reads them any more, as they would in a shell.
+FILE* OpenArchive() {
+    signal(SIGPIPE, SIG_DFL);
+    FILE* archive = popen(ARCHIVE_COMMAND, "re");
+    signal(SIGPIPE, SIG_IGN);
+    return archive;
+}
+
+}  // namespace
+
+void MediaServiceHandler::DownloadLog() {
+    WriteDiagnostics();
+    if (chdir(LOG_DIRECTORY) == -1) {
+        Fail(946);
+        RemoveDiagnostics();
+        return;
+    }
+    FILE* archive = OpenArchive();
+    if (archive == nullptr) {
+        syslog(LOG_ERR, "%s:%d Failed to open pipe %s", SOURCE_NAME, 953, ARCHIVE_COMMAND);
+        Fail(954);
+        RemoveDiagnostics();
+        return;
+    }
+    puts("Content-Disposition: attachment; filename=dms.dmslog");
+    puts("Accept-Ranges: none");
+    HTTPFileOutputer().Output(archive, "dms.tgz", "application/force-download");
+    RemoveDiagnostics();
+    pclose(archive);
+}
+
+void MediaServiceHandler::ClearLog() {
+    if (system(DELETE_COMMAND) == 0) {
+        ReportSuccess(Json::Value());
+    } else {
+        Fail(976);
+    }
+    if (RestartDms() == 0) {
+        syslog(LOG_ERR, "%s:%d Failed to restart dalmira", SOURCE_NAME, 983);
+    }
+}
