@@ -1,0 +1,164 @@
+#include "clients/client_list.h"
+
+#include <syslog.h>
+#include <unistd.h>
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "clients/json_file.h"
+#include "daemon/daemon_control.h"
+#include "mediaserv/media_service_handler.h"
+#include "platform/json_text.h"
+#include "platform/system_library.h"
+
+namespace {
+
+constexpr char CLIENTS[] = "ClientList";
+constexpr char MAC_ADDRESS[] = "macAddr";
+constexpr char PROFILE[] = "profileName";
+constexpr char USER_PROFILE[] = "profileName_UserSelected";
+constexpr char ACCESS[] = "isAccess";
+
+constexpr unsigned int SECONDS_TO_START = 3;
+constexpr unsigned int SECONDS_TO_WRITE = 1;
+
+using ClientIndex = std::unordered_map<std::string, Json::Value*>;
+
+// An object whose clients, if it has any, are an array of objects.
+bool IsClientDocument(const Json::Value& document) {
+    if (!document.isObject()) {
+        return false;
+    }
+    if (!document.isMember(CLIENTS)) {
+        return true;
+    }
+    const Json::Value& clients = document[CLIENTS];
+    if (!clients.isArray()) {
+        return false;
+    }
+    for (const Json::Value& client : clients) {
+        if (!client.isObject()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Where a MAC address is stored twice the first client is found.
+ClientIndex IndexByMacAddress(Json::Value& document) {
+    ClientIndex index;
+    if (document.isMember(CLIENTS)) {
+        for (Json::Value& client : document[CLIENTS]) {
+            const Json::Value& address = static_cast<const Json::Value&>(client)[MAC_ADDRESS];
+            if (address.isString()) {
+                index.emplace(address.asString(), &client);
+            }
+        }
+    }
+    return index;
+}
+
+bool IsCompleteChange(const Json::Value& change) {
+    return change.isObject() && change[MAC_ADDRESS].isString() && change[PROFILE].isString() &&
+           change[ACCESS].isBool();
+}
+
+std::string TextOf(const Json::Value& value) {
+    return value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
+}
+
+// Values are replaced, the comments that stand with them stay.
+void ApplyChange(const Json::Value& change, Json::Value& client) {
+    const Json::Value& profile = change[PROFILE];
+    if (TextOf(client[PROFILE]) != profile.asString()) {
+        client[USER_PROFILE].copyPayload(profile);
+    }
+    client[PROFILE].copyPayload(profile);
+    client[ACCESS].copyPayload(change[ACCESS]);
+}
+
+void ApplyChanges(const Json::Value& changes, Json::Value& document) {
+    if (!changes.isArray()) {
+        return;
+    }
+    const ClientIndex index = IndexByMacAddress(document);
+    for (const Json::Value& change : changes) {
+        if (!IsCompleteChange(change)) {
+            continue;
+        }
+        if (const auto client = index.find(change[MAC_ADDRESS].asString()); client != index.end()) {
+            ApplyChange(change, *client->second);
+        }
+    }
+}
+
+bool SaveChanges(const char* changesText) {
+    Json::Value document;
+    Json::Value changes;
+    if (!MediaServiceHandler::GetJsonFromFile(CLIENT_LIST_FILE, document) || changesText == nullptr ||
+        !ParseJson(changesText, changes) || !IsClientDocument(document)) {
+        return false;
+    }
+    ApplyChanges(changes, document);
+    if (!WriteJsonFile(CLIENT_LIST_FILE, document)) {
+        syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::SaveClientList - %s could not open", SOURCE_NAME,
+               1655, CLIENT_LIST_FILE);
+        return false;
+    }
+    TakeBackClientList();
+    return true;
+}
+
+void LetDaemonWriteClientList() {
+    VLIBCProcSignalByPidFile(DMS_PID_FILE, SIGNAL_WRITE_CLIENT_LIST);
+    sleep(SECONDS_TO_WRITE);
+}
+
+bool RunControlScript(const char* order, const char* failure, int line) {
+    if (VLIBCExec(DMS_CONTROL_SCRIPT, order, nullptr, nullptr, nullptr) >= 0) {
+        return true;
+    }
+    syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::ClearClientList() - %s", SOURCE_NAME, line, failure);
+    return false;
+}
+
+}  // namespace
+
+void MediaServiceHandler::AnswerFile(const char* path) {
+    Json::Value answer;
+    const bool read = GetJsonFromFile(path, answer) && (answer.isObject() || answer.isNull());
+    if (!read) {
+        answer = Json::Value();
+        answer[CLIENTS] = 0;
+    }
+    answer["success"] = read;
+    WriteJsonResponse(answer, JSON_TEXT_TYPE);
+}
+
+void MediaServiceHandler::SaveClientList() { WriteSuccess(SaveChanges(web_.In("modifiedInfo", nullptr))); }
+
+void MediaServiceHandler::LoadProfileList() { AnswerFile(PROFILE_LIST_FILE); }
+
+void MediaServiceHandler::LoadClientList() {
+    LetDaemonWriteClientList();
+    AnswerFile(CLIENT_LIST_FILE);
+}
+
+void MediaServiceHandler::ClearClientList() {
+    if (!RunControlScript("stop", "stop dms error", 1494)) {
+        WriteSuccess(false);
+        return;
+    }
+    if (VLIBCFileExist(CLIENT_LIST_FILE) != 0) {
+        VLIBCExec("/bin/rm", "-f", CLIENT_LIST_FILE, nullptr, nullptr);
+    }
+    if (!RunControlScript("start", "start dms error", 1506)) {
+        WriteSuccess(false);
+        return;
+    }
+    sleep(SECONDS_TO_START);
+    LetDaemonWriteClientList();
+    AnswerFile(CLIENT_LIST_FILE);
+}
