@@ -1,0 +1,148 @@
+// Which of a user's video collections the daemon publishes. Written by the save alone:
+//
+//     {"1026": {"exposed_collections": ["-1", "7"]}}
+#include <syslog.h>
+
+#include <string>
+#include <string_view>
+#include <unordered_set>
+
+#include "clients/json_file.h"
+#include "collections/login_user.h"
+#include "mediaserv/media_service_handler.h"
+#include "platform/json_text.h"
+#include "platform/system_library.h"
+#include "platform/video_library.h"
+
+namespace {
+
+constexpr char EXPOSED_COLLECTION_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/etc/exposed_collection.json";
+constexpr char EXPOSED[] = "exposed_collections";
+
+constexpr char DEFAULT_SHARED_TITLE[] = "vexa_default_shared";
+
+struct SpecialCollection {
+    std::string_view title;
+    const char* id;
+};
+constexpr SpecialCollection SPECIAL_COLLECTIONS[] = {{"vexa_favorite", "-1"}, {"vexa_watchlist", "-2"}};
+
+// A submitted list is stored two objects deep; one nested to the limit would make the file unreadable.
+constexpr int MAX_EXPOSED_DEPTH = MAX_JSON_DEPTH - 2;
+
+using Ids = std::unordered_set<std::string>;
+
+// The file's document; null when there is none or it can't be read.
+Json::Value ReadChoices() {
+    Json::Value choices;
+    long long information = 0;
+    if (IsFileExist(EXPOSED_COLLECTION_FILE, &information) != 0) {
+        MediaServiceHandler::GetJsonFromFile(EXPOSED_COLLECTION_FILE, choices);
+    }
+    return choices;
+}
+
+bool WriteChoices(const Json::Value& choices) {
+    return WriteJsonFile(EXPOSED_COLLECTION_FILE, choices) ||
+           WriteJsonFile(EXPOSED_COLLECTION_FILE, choices, std::ios::in | std::ios::out);
+}
+
+// What one user exposes, from a document of whatever shape.
+Ids ExposedIds(const Json::Value& choices, const std::string& userKey) {
+    Ids ids;
+    if (!choices.isObject() || !choices[userKey].isObject() || !choices[userKey][EXPOSED].isArray()) {
+        return ids;
+    }
+    for (const Json::Value& id : choices[userKey][EXPOSED]) {
+        if (id.isString()) {
+            ids.insert(id.asString());
+        }
+    }
+    return ids;
+}
+
+std::string ListedId(const Json::Value& collection) {
+    const std::string title = collection["title"].asString();
+    for (const SpecialCollection& special : SPECIAL_COLLECTIONS) {
+        if (title == special.title) {
+            return special.id;
+        }
+    }
+    return std::to_string(collection["id"].asInt());
+}
+
+bool IsListed(const Json::Value& collection) {
+    return collection.isObject() && collection["id"].isInt() && collection["title"].isString() &&
+           collection["title"].asString() != DEFAULT_SHARED_TITLE;
+}
+
+Json::Value ListCollections(uint32_t uid) {
+    LibKinovo::db::api::CollectionAPI library(uid);
+    library.OrderByTitle(0);
+    library.Paging(0, -1);
+    const auto records = library.List();
+    const Ids exposed = ExposedIds(ReadChoices(), UserKey(uid));
+    Json::Value list(Json::arrayValue);
+    for (const auto& record : records) {
+        Json::Value collection = record.ToJson();
+        if (IsListed(collection)) {
+            const std::string id = ListedId(collection);
+            collection["id"] = id;
+            collection["exposed"] = exposed.contains(id);
+            list.append(collection);
+        }
+    }
+    return list;
+}
+
+// Puts `exposed` into the user's entry. False when the document has a shape that can't take it: other users'
+// choices are worth more than this save.
+bool SetExposed(Json::Value& choices, const std::string& userKey, const Json::Value& exposed) {
+    if (!choices.isObject() && !choices.isNull()) {
+        return false;
+    }
+    Json::Value& entry = choices[userKey];
+    if (!entry.isObject() && !entry.isNull()) {
+        return false;
+    }
+    entry[EXPOSED] = exposed;
+    return true;
+}
+
+}  // namespace
+
+bool MediaServiceHandler::IsVideoDbAvailable() {
+    VexaDb* connection = VEXADBConnect(nullptr, VIDEO_DATABASE_USER, nullptr, VIDEO_DATABASE);
+    if (connection == nullptr) {
+        return false;
+    }
+    VEXADBClose(connection);
+    return true;
+}
+
+void MediaServiceHandler::LoadCollection() {
+    Json::Value answer(Json::objectValue);
+    Json::Value& collections = answer["data"]["collections"];
+    collections = Json::Value(Json::arrayValue);
+    uint32_t uid = 0;
+    const bool known = GetLoginUid(uid);
+    if (known && IsVideoDbAvailable()) {
+        collections = ListCollections(uid);
+    }
+    answer["success"] = known;
+    WriteJsonResponse(answer, JSON_TEXT_TYPE);
+}
+
+void MediaServiceHandler::SaveCollection() {
+    Json::Value choices = ReadChoices();
+    uint32_t uid = 0;
+    if (!GetLoginUid(uid)) {
+        syslog(LOG_ERR, "%s:%d Failed to get login user", SOURCE_NAME, 1441);
+        WriteSuccess(false);
+        return;
+    }
+    const char* text = web_.In(EXPOSED, nullptr);
+    Json::Value exposed;
+    WriteSuccess(text != nullptr && ParseJson(text, exposed, MAX_EXPOSED_DEPTH) &&
+                 SetExposed(choices, UserKey(uid), exposed) && WriteChoices(choices));
+}
