@@ -1,0 +1,7 @@
+#include "mediaserv/media_service_handler.h"
+
+int main() {
+    MediaServiceHandler handler;
+    handler.HandleRequest();
+    return 0;
+}

@@ -1,0 +1,66 @@
+#include "mediaserv/media_service_handler.h"
+
+#include <cstring>
+
+namespace {
+
+struct Action {
+    const char* name;
+    void (MediaServiceHandler::*serve)();
+};
+
+constexpr Action ACTIONS[] = {
+    {"load_dma_page", &MediaServiceHandler::LoadDmaPage},
+    {"save_dma_page", &MediaServiceHandler::SaveDmaPage},
+    {"load_browsing_page", &MediaServiceHandler::LoadBrowsingPage},
+    {"save_browsing_page", &MediaServiceHandler::SaveBrowsingPage},
+    {"load_general_page", &MediaServiceHandler::LoadGeneralPage},
+    {"save_general_page", &MediaServiceHandler::SaveGeneralPage},
+    {"loadmenu", &MediaServiceHandler::LoadMenu},
+    {"savemenu", &MediaServiceHandler::SaveMenu},
+    {"getdmslangtext", &MediaServiceHandler::GetDmsLangText},
+    {"loadlogconf", &MediaServiceHandler::LoadLogConf},
+    {"applylogconf", &MediaServiceHandler::ApplyLogConf},
+    {"downloadlog", &MediaServiceHandler::DownloadLog},
+    {"clearlog", &MediaServiceHandler::ClearLog},
+    {"saveClientList", &MediaServiceHandler::SaveClientList},
+    {"loadClientList", &MediaServiceHandler::LoadClientList},
+    {"loadProfileList", &MediaServiceHandler::LoadProfileList},
+    {"clearClientList", &MediaServiceHandler::ClearClientList},
+    {"loadCollection", &MediaServiceHandler::LoadCollection},
+    {"saveCollection", &MediaServiceHandler::SaveCollection},
+};
+
+}  // namespace
+
+void MediaServiceHandler::HandleRequest() {
+    if (!Authenticate()) {
+        return;
+    }
+    const char* name = web_.In("action", nullptr);
+    if (name == nullptr) {
+        return;
+    }
+    for (const Action& action : ACTIONS) {
+        if (strcmp(name, action.name) == 0) {
+            (this->*action.serve)();
+            return;
+        }
+    }
+}
+
+void MediaServiceHandler::WriteJsonResponse(Json::Value& body, const char* contentType) {
+    web_.WriteHeader(contentType);
+    web_.WriteBody(body);
+}
+
+void MediaServiceHandler::WriteSuccess(bool success) {
+    Json::Value answer(Json::objectValue);
+    answer["success"] = success;
+    WriteJsonResponse(answer, JSON_TEXT_TYPE);
+}
+
+void MediaServiceHandler::Fail(int line) {
+    SetFormErrInfo("common", "error_system", line);
+    ReportError();
+}
