@@ -11,9 +11,10 @@ constexpr char UI_TEXTS_DIRECTORY[] = APPLIANCE_ROOT "/usr/share/vexa/texts/";
 }  // namespace
 
 Json::Value VEXA::QMX::LocalizedStringParser::ParseTexts(std::string directory) const {
+    directory += "/strings.json";
     std::string content;
     Json::Value texts;
-    if (!ReadFile((directory + "/strings.json").c_str(), content) || !ParseJson(content, texts) ||
+    if (!ReadFile(directory.c_str(), content) || !ParseJson(content, texts) ||
         !texts.isObject()) {
         return Json::Value();
     }

@@ -22,7 +22,7 @@ std::string NumberedPort(const std::string& lanPort, const std::string& name) {
 
 // An interface that no rule covers shows its own name.
 std::string DisplayText(const StringBundle& texts, int position, long lanPorts, const std::string& name) {
-    const std::string lanPort = texts.Text("tcpip_lan_port", "");
+    std::string lanPort = texts.Text("tcpip_lan_port", "");
     if (position == 0) {
         if (lanPorts == 1) {
             return lanPort;
