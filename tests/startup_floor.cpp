@@ -1,0 +1,23 @@
+// What starting a program over the JSON library costs at least: it prints the answer of a load as a literal.
+#include <json/value.h>
+#include <json/writer.h>
+
+#include <cstdio>
+
+int main() {
+    Json::Value report(Json::objectValue);
+    Json::Value& data = report["data"];
+    data["albumartlist"] = "cover.jpg;Cover.jpg;COVER.jpg;folder.jpg;Folder.jpg;FOLDER.jpg";
+    for (const char* on : {"cmzalbumart", "ebdvideoinfo", "enableradio", "integrateKinovo", "kinovo_enabled",
+                           "sendthumb", "support_kinovo"}) {
+        data[on] = false;
+    }
+    data["musicdisplayinfo"] = "title";
+    data["photo_sort_by"] = "filename";
+    data["photo_sort_order"] = "asc";
+    report["success"] = true;
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    puts(Json::writeString(builder, report).c_str());
+    return 0;
+}
