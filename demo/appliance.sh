@@ -1,0 +1,127 @@
+#!/usr/bin/env bash
+# The appliance in a box: PostgreSQL with a video library, the stand-in daemon and a web server with the program, all
+# of one build folder and on 127.0.0.1 alone. Ctrl-C or SIGTERM ends it, and all that it started.
+#
+#   appliance.sh --build FOLDER [--port N] [--fresh]
+#
+#   --build FOLDER   a build with its root in FOLDER/root, which is laid out from the seed data when it is missing
+#   --port N         the web server's port, 8080 if not given
+#   --fresh          lay the root out anew
+set -euo pipefail
+
+fail() {
+  echo "$1" >&2
+  exit 1
+}
+
+# The root appears when it is complete. Its login is a user of the host, since collections belong to users.
+lay_out() {
+  local new=$root.new interface
+  interface=$(awk '$2 == "00000000" { print $1; exit }' /proc/net/route)
+  rm -rf "$root" "$new"
+  cp -R "$demo/root" "$new"
+  mkdir -p "$new/var/run" "$new/volume1" "$new/$package/sbin" "$build/demo/www"
+  ln -s "$build/demo/dms" "$new/$package/sbin/dms"
+  find "$new" \( -name '*.sh' -o -name '*.conf' \) -exec \
+    sed -i "s|@ROOT@|$root|g; s|@INTERFACE@|${interface:-eth0}|g" {} +
+  (umask 077 && echo "$(id -un):$(od -An -N9 -tx1 /dev/urandom | tr -d ' ')" >"$build/demo/login")
+  mv "$new" "$root"
+}
+
+fill_library() {
+  local psql=(psql -Xqt -v ON_ERROR_STOP=1 -h "$1" -U postgres -d video_metadata)
+  if (($("${psql[@]}" -c 'SELECT count(*) FROM collection') == 0)); then
+    "${psql[@]}" -v uid="$(id -u)" -f "$demo/video_library.sql"
+  fi
+}
+
+# Also ends what an appliance that was killed left behind.
+stop_services() {
+  if [[ -d $root/$library ]]; then
+    "$root/$package/scripts/S86vexadms.sh" stop
+    "$demo/postgres.sh" stop "$root/$library"
+  fi
+}
+
+# The web server first, with its requests: one of them may be about to restart the daemon. The server leads a session
+# of its own, which they share.
+stop() {
+  trap '' INT TERM HUP
+  set +e
+  if [[ -n $web_server ]]; then
+    kill -INT "$web_server" 2>/dev/null
+    wait "$web_server"
+    for ((tenths = 0; tenths < 100; tenths++)); do
+      pgrep --session "$web_server" --runstates DRST >/dev/null || break
+      sleep 0.1
+    done
+    pgrep --session "$web_server" | xargs --no-run-if-empty kill -KILL
+  fi
+  stop_services
+}
+
+answers() {
+  curl --silent --noproxy '*' --user "$login" --data action=load_browsing_page "$address" | grep -q '"success":true'
+}
+
+demo=$(dirname "$(readlink -f "$0")")
+build=
+port=8080
+fresh=
+while (($#)); do
+  case $1 in
+    --build) build=$(realpath -m "${2-.}") && shift $(($# > 1)) ;;
+    --port) port=${2-} && shift $(($# > 1)) ;;
+    --fresh) fresh=yes ;;
+    *) break ;;
+  esac
+  shift
+done
+if (($#)) || [[ -z $build || ! $port =~ ^[1-9][0-9]{0,4}$ ]]; then
+  sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" >&2
+  exit 2
+fi
+[[ -x $build/mediaserv && -x $build/demo/dms ]] || fail "$build holds no build with the demonstration."
+root=$build/root
+package=var/packages/Dalmira/target
+library=var/services/pgsql
+address=http://127.0.0.1:$port/cgi-bin/mediaserv
+web_server=
+
+if (: 8<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; then
+  fail "Port $port of 127.0.0.1 is in use already: choose another one with --port N."
+fi
+# Nothing that could outlive this script may hold the lock.
+exec 8>"$build/demo/lock"
+flock --nonblock 8 || fail "The appliance of $build runs already."
+
+trap stop EXIT
+trap 'exit 0' INT TERM HUP
+stop_services
+[[ -d $root/$package/sbin && -z $fresh ]] || lay_out
+login=$(<"$build/demo/login")
+socket=$("$demo/postgres.sh" start "$root/$library" 8>&-)
+fill_library "$socket"
+"$root/$package/scripts/S86vexadms.sh" start 8>&-
+BUILD=$build PORT=$port PGHOST=$socket setsid setpriv --pdeathsig INT \
+  /usr/sbin/lighttpd -D -f "$demo/lighttpd.conf" 8>&- &
+web_server=$!
+until answers; do
+  kill -0 "$web_server" 2>/dev/null || fail "The web server ended before it answered."
+  sleep 0.1
+done
+
+cat <<END
+The appliance answers; its log and event lines follow. Try:
+
+  curl -u $login $address -d action=load_browsing_page
+  curl -u $login $address -d action=save_browsing_page -d sendthumb=true -d musicdisplayinfo=artist
+  curl -u $login $address -d action=getdmslangtext -d lang=ger
+
+Its files: $root (Ctrl-C ends it)
+login: $login
+ready: $address
+END
+wait "$web_server" || true
+echo "The web server ended." >&2
+false

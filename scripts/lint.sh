@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Checks the form of the code: clang-format, clang-tidy and shellcheck, with the configurations kept here.
+set -euo pipefail
+cd "$(dirname "$(readlink -f "$0")")/.."
+
+scripts/packages.sh build lint
+mapfile -t cpp < <(git ls-files '*.cpp' '*.h')
+mapfile -t shell < <(git ls-files '*.sh' run test .ci/run)
+clang-format --dry-run --Werror "${cpp[@]}"
+shellcheck "${shell[@]}"
+[[ -f build/dev/build.ninja ]] || cmake --preset dev >/dev/null
+printf '%s\0' "${cpp[@]}" | grep -z '^\(src\|demo\)/.*\.cpp$' |
+  xargs -0 -n 4 -P 2 clang-tidy --quiet -p build/dev 2> >(grep -v 'warnings generated' >&2)
+echo "lint: clean"

@@ -1,0 +1,51 @@
+#!/usr/bin/env bash
+# Installs what is missing of the given groups of Debian packages: packages.sh [build] [run] [test] [lint]
+set -euo pipefail
+
+declare -A groups=(
+  [build]="g++ cmake ninja-build pkg-config libjsoncpp-dev libcgicc-dev libpq-dev"
+  [run]="lighttpd postgresql libpq5 curl procps"
+  [test]="libgtest-dev libnss-wrapper nginx fcgiwrap valgrind binutils"
+  [lint]="clang-format clang-tidy shellcheck"
+)
+# Of these, an installation would start a service of the host.
+readonly servers=" lighttpd postgresql nginx fcgiwrap "
+readonly policy=/usr/sbin/policy-rc.d
+
+as_root() {
+  if ((EUID == 0)); then
+    "$@"
+  else
+    sudo "$@"
+  fi
+}
+
+missing=()
+for group in "$@"; do
+  for package in ${groups[$group]?there is no group $group}; do
+    status=$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null || true)
+    [[ $status == installed ]] || missing+=("$package")
+  done
+done
+((${#missing[@]})) || exit 0
+
+echo "Installing ${missing[*]}" >&2
+if ((EUID != 0)) && [[ -z $(type -P sudo) ]]; then
+  echo "That takes root or sudo. As root: apt-get install ${missing[*]}" >&2
+  exit 1
+fi
+
+# While this policy stands, packages start nothing; afterwards a reboot must not do so either.
+if [[ ! -e $policy ]]; then
+  trap 'as_root rm -f "$policy"' EXIT
+  trap 'exit 1' INT TERM HUP
+  printf '#!/bin/sh\nexit 101\n' | as_root install -m 755 /dev/stdin "$policy"
+fi
+as_root apt-get -qq update
+as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq install --no-install-recommends "${missing[@]}" >/dev/null
+for package in "${missing[@]}"; do
+  if [[ $servers == *" $package "* ]]; then
+    as_root update-rc.d "$package" disable
+    as_root systemctl disable --quiet "$package.socket" 2>/dev/null || true # there is one only sometimes
+  fi
+done

@@ -1,0 +1,116 @@
+#!/usr/bin/env bash
+# Runs lighttpd and nginx with the snippets of docs/deploying.md as they stand, paths replaced by those of this test.
+# Usage: deploying_test.sh PROGRAM
+set -euo pipefail
+
+program=$(readlink -f "$1")
+document=$(dirname "$(readlink -f "$0")")/../docs/deploying.md
+work=$(mktemp -d)
+servers=()
+failures=0
+
+finish() {
+  ((${#servers[@]} == 0)) || kill "${servers[@]}" 2>/dev/null || true
+  wait
+  rm -rf "$work"
+}
+trap finish EXIT
+trap 'exit 1' INT TERM HUP
+
+# The document's code block in the given language.
+snippet() {
+  sed -n "/^\`\`\`$1\$/,/^\`\`\`\$/{/^\`\`\`/d;p}" "$document" |
+    sed "s|/var/packages/Dalmira/target/libexec/cgi-bin/mediaserv|$program|
+         s|/etc/mediaserv.users|$work/users|
+         s|/run/fcgiwrap.socket|$work/socket|"
+}
+
+free_port() {
+  local port
+  while port=$((20000 + RANDOM % 10000)) && (: 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; do :; done
+  echo "$port"
+}
+
+# expect SERVER WHAT PATTERN CURL-ARGUMENT...: the status and the answer match the pattern.
+expect() {
+  local server=$1 what=$2 pattern=$3 answer
+  shift 3
+  answer=$(curl --silent --noproxy '*' --max-time 60 --write-out '\n%{http_code}' "$@" "$url" | tr '\n' ' ')
+  if [[ $answer =~ $pattern ]]; then
+    echo "ok: $server, $what"
+  else
+    echo "FAILED: $server, $what: no '$pattern' in '$answer'"
+    failures=$((failures + 1))
+  fi
+}
+
+check() {
+  local server=$1 login=(--user demo:secret) load=(--data action=load_browsing_page)
+  url=http://127.0.0.1:$2/cgi-bin/mediaserv
+  for ((tenths = 0; tenths < 100; tenths++)); do
+    curl --silent --noproxy '*' --output /dev/null "$url" && break
+    sleep 0.1
+  done
+  expect "$server" 'no password' ' 401 ?$' "${load[@]}"
+  expect "$server" 'wrong password' ' 401 ?$' --user demo:wrong "${load[@]}"
+  expect "$server" 'GET' ' 40[35] ?$' "${login[@]}" --get "${load[@]}"
+  expect "$server" 'HEAD' ' 40[35] ?$' "${login[@]}" --head
+  expect "$server" 'PUT' ' 40[35] ?$' "${login[@]}" --request PUT "${load[@]}"
+  expect "$server" 'POST' '^\{"data":\{.*"success":true\} .*200 ?$' "${login[@]}" "${load[@]}"
+  expect "$server" 'another site, by Sec-Fetch-Site' '50[02] ?$' "${login[@]}" "${load[@]}" -H 'Sec-Fetch-Site: cross-site'
+  expect "$server" 'another site, by Origin' '50[02] ?$' "${login[@]}" "${load[@]}" -H 'Origin: http://other.example'
+  expect "$server" 'its own site' '"success":true' "${login[@]}" "${load[@]}" -H "Origin: http://127.0.0.1:$2"
+  expect "$server" 'a body of 32 MiB' '"success":true' "${login[@]}" --data-binary "@$work/large"
+  echo >>"$work/large"
+  expect "$server" 'a larger body' ' 413 ?$' "${login[@]}" --data-binary "@$work/large"
+  truncate --size=32M "$work/large"
+}
+
+# shellcheck disable=SC2016 # the dollar signs belong to the hash
+perl -e 'print "demo:", crypt("secret", q($6$mediaserv$)), "\n"' >"$work/users"
+chmod 600 "$work/users"
+printf 'action=load_browsing_page&filler=' >"$work/large"
+truncate --size=32M "$work/large"
+
+port=$(free_port)
+cat >"$work/lighttpd.conf" <<END
+server.bind = "127.0.0.1"
+server.port = $port
+server.document-root = "$work"
+server.upload-dirs = ("$work")
+$(snippet lighttpd)
+END
+/usr/sbin/lighttpd -D -f "$work/lighttpd.conf" 2>"$work/lighttpd.log" &
+servers+=($!)
+check lighttpd "$port"
+
+port=$(free_port)
+cat >"$work/nginx.conf" <<END
+user $(id -un) $(id -gn);
+daemon off;
+pid $work/nginx.pid;
+error_log $work/nginx.log;
+events {}
+http {
+    access_log off;
+    client_body_temp_path $work/body;
+    proxy_temp_path $work/proxy;
+    fastcgi_temp_path $work/fastcgi;
+    uwsgi_temp_path $work/uwsgi;
+    scgi_temp_path $work/scgi;
+    server {
+        listen 127.0.0.1:$port;
+        $(snippet nginx)
+    }
+}
+END
+/usr/sbin/fcgiwrap -f -s "unix:$work/socket" &
+servers+=($!)
+/usr/sbin/nginx -e "$work/nginx.log" -c "$work/nginx.conf" 2>"$work/nginx.err" &
+servers+=($!)
+check nginx "$port"
+
+if ((failures)); then
+  tail -n 20 "$work"/*.log
+  exit 1
+fi
