@@ -14,8 +14,7 @@ Json::Value VEXA::QMX::LocalizedStringParser::ParseTexts(std::string directory) 
     directory += "/strings.json";
     std::string content;
     Json::Value texts;
-    if (!ReadFile(directory.c_str(), content) || !ParseJson(content, texts) ||
-        !texts.isObject()) {
+    if (!ReadFile(directory.c_str(), content) || !ParseJson(content, texts) || !texts.isObject()) {
         return Json::Value();
     }
     return texts;
