@@ -13,7 +13,6 @@
 
 namespace {
 
-// Printed before the line and the message's own arguments.
 constexpr char CANT_OPEN[] = "%s (%d) FAILED TO OPEN FILE:%s, reason=%s";
 constexpr char BAD_PARAMETERS[] = "%s (%d) Bad parameters.";
 

@@ -2,12 +2,15 @@
 
 #include <strings.h>
 
+#include <algorithm>
+
 namespace {
 
 constexpr std::string_view CRLF = "\r\n";
 constexpr std::string_view BOUNDARY_CHARACTERS =
     "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz'()+_,-./:=? ";
 constexpr size_t MAX_BOUNDARY = 70;
+constexpr std::string_view DISPOSITION = "Content-Disposition:";
 
 std::string_view Trimmed(std::string_view text) {
     const size_t first = text.find_first_not_of(" \t");
@@ -17,8 +20,37 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-bool StartsWithIgnoringCase(std::string_view text, std::string_view start) {
-    return text.size() >= start.size() && strncasecmp(text.data(), start.data(), start.size()) == 0;
+bool EqualsIgnoringCase(std::string_view text, std::string_view other) {
+    return text.size() == other.size() && strncasecmp(text.data(), other.data(), other.size()) == 0;
+}
+
+struct Parameter {
+    std::string_view name;
+    std::string_view value;
+};
+
+// Takes what stands before the next semicolon off a content type (RFC 9110, 8.3.1): the media type itself,
+// which has no value, or a parameter. A quoted value may hold semicolons; one without its end counts as none.
+Parameter NextParameter(std::string_view& rest) {
+    const size_t nameEnd = std::min(rest.find_first_of("=;"), rest.size());
+    Parameter parameter = {Trimmed(rest.substr(0, nameEnd)), {}};
+    rest.remove_prefix(nameEnd);
+    if (rest.starts_with("=\"")) {
+        rest.remove_prefix(2);
+        const size_t quote = rest.find('"');
+        parameter.value = quote == std::string_view::npos ? "" : rest.substr(0, quote);
+        rest.remove_prefix(std::min(quote, rest.size()));
+    } else if (rest.starts_with('=')) {
+        parameter.value = Trimmed(rest.substr(1, rest.find(';') - 1));
+    }
+    const size_t semicolon = rest.find(';');
+    rest.remove_prefix(semicolon == std::string_view::npos ? rest.size() : semicolon + 1);
+    return parameter;
+}
+
+bool IsBoundary(std::string_view text) {
+    return !text.empty() && text.size() <= MAX_BOUNDARY && !text.ends_with(' ') &&
+           text.find_first_not_of(BOUNDARY_CHARACTERS) == std::string_view::npos;
 }
 
 // The parser takes the first name="..." of a part's header for the field's name, wherever it stands.
@@ -32,7 +64,8 @@ bool HasFieldName(std::string_view header) {
     const std::string_view line =
         header.substr(lineEnd == std::string_view::npos ? 0 : lineEnd + CRLF.size());
     const size_t quote = header.find('"', name + NAME.size());
-    return StartsWithIgnoringCase(line, "Content-Disposition:") && quote < header.find(CRLF, name);
+    return EqualsIgnoringCase(line.substr(0, DISPOSITION.size()), DISPOSITION) &&
+           quote < header.find(CRLF, name);
 }
 
 bool IsField(std::string_view part) {
@@ -44,22 +77,11 @@ bool IsField(std::string_view part) {
 }  // namespace
 
 std::string MultipartBoundary(std::string_view contentType) {
-    for (size_t start = contentType.find(';'); start != std::string_view::npos;) {
-        const std::string_view parameter = Trimmed(contentType.substr(start + 1));
-        const size_t equals = parameter.find('=');
-        const bool quoted = equals != std::string_view::npos && parameter.substr(equals + 1).starts_with('"');
-        const size_t value = quoted ? equals + 2 : equals + 1;
-        const size_t end = parameter.find(quoted ? '"' : ';', quoted ? value : 0);
-        if (StartsWithIgnoringCase(parameter, "boundary=") && !(quoted && end == std::string_view::npos)) {
-            const std::string_view boundary =
-                quoted ? parameter.substr(value, end - value) : Trimmed(parameter.substr(value, end - value));
-            const bool valid = !boundary.empty() && boundary.size() <= MAX_BOUNDARY &&
-                               !boundary.ends_with(' ') &&
-                               boundary.find_first_not_of(BOUNDARY_CHARACTERS) == std::string_view::npos;
-            return valid ? std::string(boundary) : std::string();
+    while (!contentType.empty()) {
+        const Parameter parameter = NextParameter(contentType);
+        if (EqualsIgnoringCase(parameter.name, "boundary")) {
+            return IsBoundary(parameter.value) ? std::string(parameter.value) : std::string();
         }
-        const size_t offset = static_cast<size_t>(parameter.data() - contentType.data());
-        start = end == std::string_view::npos ? end : contentType.find(';', offset + end);
     }
     return {};
 }

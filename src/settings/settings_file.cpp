@@ -2,13 +2,20 @@
 
 #include "mediaserv/media_service_handler.h"
 
-bool ReadSwitch(const char* key, SwitchRule rule) {
-    TextBuffer<128> text;
-    if (ReadText(key, text) <= 0) {
-        return false;
-    }
-    return rule == SwitchRule::OnAtYes ? strcasecmp(text.c_str(), "yes") == 0
-                                       : strcasecmp(text.c_str(), "no") != 0;
+namespace {
+
+using SwitchText = TextBuffer<128>;
+
+}  // namespace
+
+bool ReadSwitch(const char* key) {
+    SwitchText text;
+    return ReadText(key, text) > 0 && strcasecmp(text.c_str(), "yes") == 0;
+}
+
+bool ReadSwitchUnlessNo(const char* key) {
+    SwitchText text;
+    return ReadText(key, text) > 0 && strcasecmp(text.c_str(), "no") != 0;
 }
 
 int WriteSetting(const char* key, const char* value) {

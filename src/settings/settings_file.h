@@ -15,11 +15,9 @@ constexpr char LANGUAGE_KEY[] = "language_mediaservice";
 constexpr char DEFAULT_LANGUAGE[] = "enu";
 constexpr char NETWORK_KEY[] = "network_mediaservice";
 
-// Which stored text decides: most switches are on at "yes" alone, some at everything but "no". Case does not
-// matter, and without the key every switch is off.
-enum class SwitchRule : char { OnAtYes, OnUnlessNo };
-
-bool ReadSwitch(const char* key, SwitchRule rule = SwitchRule::OnAtYes);
+// Without the key every switch is off. Case does not matter.
+bool ReadSwitch(const char* key);          // on at "yes" alone
+bool ReadSwitchUnlessNo(const char* key);  // on at everything but "no"
 
 // Reads a text, cut to `bytes` with its terminator. Returns a value above 0 when the key was found; else
 // `text` keeps what it held, a default say.

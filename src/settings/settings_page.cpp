@@ -12,15 +12,14 @@ constexpr char NO[] = "no";
 
 bool IsSwitch(const Setting& setting) { return setting.kind != Kind::Text; }
 
-bool ReadSwitch(const Setting& setting) {
-    return ReadSwitch(setting.key,
-                      setting.kind == Kind::SwitchUnlessNo ? SwitchRule::OnUnlessNo : SwitchRule::OnAtYes);
+bool IsOn(const Setting& setting) {
+    return setting.kind == Kind::SwitchUnlessNo ? ReadSwitchUnlessNo(setting.key) : ReadSwitch(setting.key);
 }
 
 // A missing text is empty here, whatever the page shows for it: saving what is shown stores it.
 SettingText StoredText(const Setting& setting) {
     if (IsSwitch(setting)) {
-        return SettingText(ReadSwitch(setting) ? YES : NO);
+        return SettingText(IsOn(setting) ? YES : NO);
     }
     SettingText text;
     ReadText(setting.key, text, setting.bytes);
@@ -71,7 +70,7 @@ Json::Value LoadSettings(std::span<const Setting> page) {
     Json::Value data(Json::objectValue);
     for (const Setting& setting : page) {
         if (IsSwitch(setting)) {
-            data[setting.field] = ReadSwitch(setting);
+            data[setting.field] = IsOn(setting);
         } else if (setting.fallback != nullptr) {
             SettingText text(setting.fallback);
             ReadText(setting.key, text, setting.bytes);

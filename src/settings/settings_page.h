@@ -32,10 +32,10 @@ struct Setting {
     YesNo<int> failedLine = {};       // the error's line when the write fails
     YesNo<unsigned int> events = {};  // recorded after the write; 0 for none
 
-    // Of texts:
-    size_t bytes = 0;  // bound, terminator included
-    const char* fallback =
-        nullptr;  // reported when the key is missing; null when the page reports the text itself
+    // Of texts: the bound, terminator included, and what the page shows when the key is missing (null when
+    // the page reports the text on its own).
+    size_t bytes = 0;
+    const char* fallback = nullptr;
     bool emptyIsFallback = false;  // an empty text is saved as the fallback
     bool absentIsStored = false;   // a field that was not sent changes nothing; else it counts as empty
     const char* gate = nullptr;    // the switch field that must be on for the field to be looked at
