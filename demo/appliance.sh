@@ -99,6 +99,7 @@ trap stop EXIT
 trap 'exit 0' INT TERM HUP
 stop_services
 [[ -d $root/$package/sbin && -z $fresh ]] || lay_out
+mkdir -p "$root/var/log/lighttpd" # the web server logs there
 login=$(<"$build/demo/login")
 socket=$("$demo/postgres.sh" start "$root/$library" 8>&-)
 fill_library "$socket"
@@ -106,10 +107,12 @@ fill_library "$socket"
 BUILD=$build PORT=$port PGHOST=$socket setsid setpriv --pdeathsig INT \
   /usr/sbin/lighttpd -D -f "$demo/lighttpd.conf" 8>&- &
 web_server=$!
-until answers; do
+for ((tries = 0; tries < 100; tries++)); do
+  answers && break
   kill -0 "$web_server" 2>/dev/null || fail "The web server ended before it answered."
   sleep 0.1
 done
+((tries < 100)) || fail "The program gives no answer at $address."
 
 cat <<END
 The appliance answers; its log and event lines follow. Try:

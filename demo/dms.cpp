@@ -8,6 +8,7 @@
 #include <ifaddrs.h>
 #include <json/json.h>
 #include <netinet/in.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -39,6 +40,14 @@ bool ReplaceFile(const std::string& path, const std::string& content) {
     const std::string temporary = path + ".new";
     const Descriptor file(open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
     return file.IsOpen() && WriteAll(file.Get(), content) && rename(temporary.c_str(), path.c_str()) == 0;
+}
+
+// The lock stays until the process ends, however it ends: it tells a running daemon from a left-over file.
+bool WritePidFile() {
+    const std::string temporary = std::string(DMS_PID_FILE) + ".new";
+    const int file = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    return file >= 0 && flock(file, LOCK_EX | LOCK_NB) == 0 &&
+           WriteAll(file, std::to_string(getpid()) + "\n") && rename(temporary.c_str(), DMS_PID_FILE) == 0;
 }
 
 // The first IPv4 address of an interface; empty when it has none.
@@ -175,8 +184,9 @@ int main() {
     MediaServer server;
     server.ReadSettings();
     server.TakeBackClientList();
-    if (!ReplaceFile(DMS_PID_FILE, std::to_string(getpid()) + "\n") || !WriteAll(ready, "r")) {
+    if (!WritePidFile() || !WriteAll(ready, "r")) {
         server.Log(Level::Error, "can't start");
+        unlink(DMS_IP_FILE);
         return 1;
     }
     close(ready);

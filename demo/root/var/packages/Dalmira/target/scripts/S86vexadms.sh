@@ -3,17 +3,11 @@
 set -eu
 
 PID_FILE=@ROOT@/var/run/dms.pid
-DMS=$(readlink -f @ROOT@/var/packages/Dalmira/target/sbin/dms)
+DMS=@ROOT@/var/packages/Dalmira/target/sbin/dms
 
-# Prints the daemon's process number. The file alone proves nothing: it may be left over, and its number another
-# program's by now. A daemon whose program was replaced since counts.
+# Prints the daemon's process number. The file alone proves nothing, it may be left over; but a running daemon locks it.
 running() {
-  pid=$(cat "$PID_FILE" 2>/dev/null) || return 1
-  case $pid in '' | *[!0-9]*) return 1 ;; esac
-  case $(readlink "/proc/$pid/exe") in
-    "$DMS" | "$DMS (deleted)") echo "$pid" ;;
-    *) return 1 ;;
-  esac
+  [ -e "$PID_FILE" ] && ! flock -n "$PID_FILE" true && cat "$PID_FILE"
 }
 
 start() {
