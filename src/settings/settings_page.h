@@ -34,7 +34,7 @@ struct Setting {
 
     // Of texts: the bound, terminator included, and what the page shows when the key is missing (null when
     // the page reports the text on its own).
-    size_t bytes = 0;
+    size_t bytes = sizeof(SettingText);
     const char* fallback = nullptr;
     bool emptyIsFallback = false;  // an empty text is saved as the fallback
     bool absentIsStored = false;   // a field that was not sent changes nothing; else it counts as empty
