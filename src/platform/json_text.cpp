@@ -8,7 +8,7 @@
 namespace {
 
 // The end of a string or comment that starts at `start`, as the JSON library reads it; `start` itself
-// elsewhere.
+// elsewhere, npos for a block comment without an end.
 size_t SkipText(std::string_view text, size_t start) {
     const std::string_view rest = text.substr(start);
     if (rest.starts_with("//")) {
@@ -16,7 +16,7 @@ size_t SkipText(std::string_view text, size_t start) {
     }
     if (rest.starts_with("/*")) {
         const size_t end = text.find("*/", start + 2);
-        return end == std::string_view::npos ? text.size() : end + 1;
+        return end == std::string_view::npos ? end : end + 1;
     }
     if (!rest.starts_with('"')) {
         return start;
@@ -28,23 +28,26 @@ size_t SkipText(std::string_view text, size_t start) {
     return end;
 }
 
-// Judged before the library reads the text: it recurses, and ends the program beyond a limit of its own.
-bool IsDeeperThan(int maxDepth, std::string_view text) {
-    int depth = 0;
+// Judged before the library reads the text: it recurses, and ends the program beyond a limit of its own. It
+// also takes a bracket of the other kind for a comma, and '/' at the text's end for the end of a comment,
+// which then swallows what is written behind it.
+bool IsReadable(int maxDepth, std::string_view text) {
+    std::string open;
     for (size_t i = 0; i < text.size(); ++i) {
         i = SkipText(text, i);
         if (i >= text.size()) {
-            return false;
+            return i != std::string_view::npos;
         }
         if (text[i] == '[' || text[i] == '{') {
-            if (++depth > maxDepth) {
-                return true;
+            open += text[i];
+            if (open.size() > static_cast<size_t>(maxDepth)) {
+                return false;
             }
-        } else if (text[i] == ']' || text[i] == '}') {
-            --depth;
+        } else if (!open.empty() && text[i] == (open.back() == '[' ? ']' : '}')) {
+            open.pop_back();
         }
     }
-    return false;
+    return true;
 }
 
 // The reader that the files' format is defined by; the library keeps it, but calls it deprecated.
@@ -59,7 +62,7 @@ bool ReadDocument(const std::string& text, Json::Value& value) {
 
 bool ParseJson(const std::string& text, Json::Value& value, int maxDepth) {
     value = Json::Value();
-    if (IsDeeperThan(maxDepth, text)) {
+    if (!IsReadable(maxDepth, text)) {
         return false;
     }
     if (!ReadDocument(text, value)) {

@@ -17,7 +17,7 @@ namespace {
 
 std::string NumberedPort(const std::string& lanPort, const std::string& name) {
     const long number = name.size() > 3 ? strtol(name.c_str() + 3, nullptr, 10) : 0;
-    return lanPort + " " + std::to_string(static_cast<int>(number) + 1);
+    return lanPort + " " + std::to_string(number + 1LL);
 }
 
 // An interface that no rule covers shows its own name.
