@@ -110,8 +110,7 @@ std::vector<std::string> Answer::Events() const {
 }
 
 bool Answer::Logged(const std::string& part) const {
-    return std::any_of(log.begin(), log.end(),
-                       [&](const std::string& line) { return line.find(part) != line.npos; });
+    return std::any_of(log.begin(), log.end(), [&](const std::string& line) { return line.find(part) != line.npos; });
 }
 
 std::string Error(int line) {
@@ -135,10 +134,8 @@ Request PostRequest(const std::string& action, const Fields& fields) {
     for (const auto& [name, value] : fields) {
         request.body += "&" + UrlEncode(name) + "=" + UrlEncode(value);
     }
-    request.environment = {{"REQUEST_METHOD", "POST"},
-                           {"REMOTE_USER", "root"},
-                           {"CONTENT_TYPE", "application/x-www-form-urlencoded"},
-                           {"CONTENT_LENGTH", std::to_string(request.body.size())}};
+    request.environment = {{"REQUEST_METHOD", "POST"}, {"REMOTE_USER", "root"},
+        {"CONTENT_TYPE", "application/x-www-form-urlencoded"}, {"CONTENT_LENGTH", std::to_string(request.body.size())}};
     return request;
 }
 

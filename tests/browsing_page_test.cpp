@@ -24,8 +24,7 @@ std::string Replaced(std::string text, const std::string& from, const std::strin
 class BrowsingPageTest : public Appliance {
   protected:
     BrowsingPageTest() {
-        WriteProgram(UPGRADE,
-                     "echo upgrade $# >> " + ROOT + "/calls; test ! -e " + ROOT + "/upgrade_fails\n");
+        WriteProgram(UPGRADE, "echo upgrade $# >> " + ROOT + "/calls; test ! -e " + ROOT + "/upgrade_fails\n");
         WriteAll(SETTINGS, STORED);
     }
 
@@ -43,8 +42,7 @@ TEST_F(BrowsingPageTest, Loads) {
     EXPECT_EQ(Post("load_browsing_page").body, defaults);
     EXPECT_FALSE(fs::exists(SETTINGS));
 
-    WriteAll(
-        SETTINGS,
+    WriteAll(SETTINGS,
         "sendthumb_mediaservice=\"maybe\"\ncmzalbumart_mediaservice=\"YES\"\nsuppradio_mediaservice=true\n"
         "ebdvideoinfo_mediaservice=\"\"\nintegrateKinovo_mediaservice=Yes\nmusicinfo_mediaservice=\"\"\n"
         "photo_sort_by_mediaservice=\"" +
@@ -54,12 +52,11 @@ TEST_F(BrowsingPageTest, Loads) {
             std::string(300, 'l') + "\"\n");
     WriteAll(ROOT + "/var/packages/Kinovo/enabled", "");
     EXPECT_EQ(Post("load_browsing_page").body,
-              R"({"data":{"albumartlist":")" + std::string(255, 'l') +
-                  R"(","cmzalbumart":true,"ebdvideoinfo":false,"enableradio":false,"integrateKinovo":true,)"
-                  R"("kinovo_enabled":true,"musicdisplayinfo":"","photo_sort_by":")" +
-                  std::string(31, 'p') +
-                  R"(","photo_sort_order":"\u00e4","sendthumb":true,"support_kinovo":true},"success":true})" +
-                  "\n");
+        R"({"data":{"albumartlist":")" + std::string(255, 'l') +
+            R"(","cmzalbumart":true,"ebdvideoinfo":false,"enableradio":false,"integrateKinovo":true,)"
+            R"("kinovo_enabled":true,"musicdisplayinfo":"","photo_sort_by":")" +
+            std::string(31, 'p') +
+            R"(","photo_sort_order":"\u00e4","sendthumb":true,"support_kinovo":true},"success":true})" + "\n");
     for (const auto& [stored, on] : {std::pair{"NO", false}, {"no", false}, {"", true}, {"yes", true}}) {
         WriteAll(SETTINGS, std::string("sendthumb_mediaservice=\"") + stored + "\"\n");
         EXPECT_EQ(Post("load_browsing_page").Json()["data"]["sendthumb"], on) << stored;
@@ -77,74 +74,38 @@ TEST_F(BrowsingPageTest, ASaveWritesWhatChanged) {
         std::vector<int> signals;
     } cases[] = {
         {{}, {}, {}, {}, {}},
-        {{{"sendthumb", "yes"}, {"enableradio", "1"}, {"ebdvideoinfo", ""}, {"albumartlist", "b.jpg"}},
-         {},
-         {},
-         {},
-         {}},
-        {{{"sendthumb", "TRUE"}},
-         {{"sendthumb_mediaservice=\"no\"", "sendthumb_mediaservice=\"yes\""}},
-         {},
-         {},
-         {SIGHUP}},
-        {{{"ebdvideoinfo", "true"}},
-         {{"videoinfo_mediaservice=\"no\"", "videoinfo_mediaservice=\"yes\""}},
-         {},
-         {},
-         {SIGHUP}},
+        {{{"sendthumb", "yes"}, {"enableradio", "1"}, {"ebdvideoinfo", ""}, {"albumartlist", "b.jpg"}}, {}, {}, {}, {}},
+        {{{"sendthumb", "TRUE"}}, {{"sendthumb_mediaservice=\"no\"", "sendthumb_mediaservice=\"yes\""}}, {}, {},
+            {SIGHUP}},
+        {{{"ebdvideoinfo", "true"}}, {{"videoinfo_mediaservice=\"no\"", "videoinfo_mediaservice=\"yes\""}}, {}, {},
+            {SIGHUP}},
         {{{"photo_sort_order", "desc"}, {"sendthumb", "true"}},
-         {{"asc", "desc"}, {"sendthumb_mediaservice=\"no\"", "sendthumb_mediaservice=\"yes\""}},
-         {RESTARTED},
-         {"restart"},
-         {}},
+            {{"asc", "desc"}, {"sendthumb_mediaservice=\"no\"", "sendthumb_mediaservice=\"yes\""}}, {RESTARTED},
+            {"restart"}, {}},
         {{{"cmzalbumart", "true"}, {"albumartlist", ""}},
-         {{"cmzalbumart_mediaservice=\"no\"", "cmzalbumart_mediaservice=\"yes\""}, {"a.jpg", DEFAULT_LIST}},
-         {"0x11B00516", "0x11B00518"},
-         {},
-         {SIGHUP}},
+            {{"cmzalbumart_mediaservice=\"no\"", "cmzalbumart_mediaservice=\"yes\""}, {"a.jpg", DEFAULT_LIST}},
+            {"0x11B00516", "0x11B00518"}, {}, {SIGHUP}},
         {{{"cmzalbumart", "true"}, {"albumartlist", "a.jpg"}},
-         {{"cmzalbumart_mediaservice=\"no\"", "cmzalbumart_mediaservice=\"yes\""}},
-         {"0x11B00516"},
-         {},
-         {SIGHUP}},
+            {{"cmzalbumart_mediaservice=\"no\"", "cmzalbumart_mediaservice=\"yes\""}}, {"0x11B00516"}, {}, {SIGHUP}},
         {{{"cmzalbumart", "true"}, {"albumartlist", long_list}},
-         {{"cmzalbumart_mediaservice=\"no\"", "cmzalbumart_mediaservice=\"yes\""},
-          {"a.jpg", long_list.substr(0, 255)}},
-         {"0x11B00516", "0x11B00518"},
-         {},
-         {SIGHUP}},
-        {{{"musicdisplayinfo", std::string(40, 'm')}},
-         {{"title", std::string(31, 'm')}},
-         {"0x11B00513 " + std::string(31, 'm'), RESTARTED},
-         {"restart"},
-         {}},
+            {{"cmzalbumart_mediaservice=\"no\"", "cmzalbumart_mediaservice=\"yes\""},
+                {"a.jpg", long_list.substr(0, 255)}},
+            {"0x11B00516", "0x11B00518"}, {}, {SIGHUP}},
+        {{{"musicdisplayinfo", std::string(40, 'm')}}, {{"title", std::string(31, 'm')}},
+            {"0x11B00513 " + std::string(31, 'm'), RESTARTED}, {"restart"}, {}},
         {{{"photo_sort_by", "say \"x\"; y"}}, {{"filename", "say \"x\"; y"}}, {RESTARTED}, {"restart"}, {}},
-        {{{"integrateKinovo", "true"}},
-         {{"Kinovo_mediaservice=\"no\"", "Kinovo_mediaservice=\"yes\""}},
-         {RESTARTED},
-         {"upgrade 0", "restart"},
-         {}},
-        {{{"musicdisplayinfo", "artist"},
-          {"photo_sort_by", "date"},
-          {"photo_sort_order", "desc"},
-          {"enableradio", "true"},
-          {"ebdvideoinfo", "true"},
-          {"integrateKinovo", "true"},
-          {"sendthumb", "true"},
-          {"cmzalbumart", "true"},
-          {"albumartlist", "b.png"}},
-         {{"title", "artist"},
-          {"filename", "date"},
-          {"asc", "desc"},
-          {"radio_mediaservice=\"no\"", "radio_mediaservice=\"yes\""},
-          {"videoinfo_mediaservice=\"no\"", "videoinfo_mediaservice=\"yes\""},
-          {"Kinovo_mediaservice=\"no\"", "Kinovo_mediaservice=\"yes\""},
-          {"thumb_mediaservice=\"no\"", "thumb_mediaservice=\"yes\""},
-          {"cmzalbumart_mediaservice=\"no\"", "cmzalbumart_mediaservice=\"yes\""},
-          {"a.jpg", "b.png"}},
-         {"0x11B00513 artist", "0x11B00516", "0x11B00518", RESTARTED},
-         {"upgrade 0", "restart"},
-         {}},
+        {{{"integrateKinovo", "true"}}, {{"Kinovo_mediaservice=\"no\"", "Kinovo_mediaservice=\"yes\""}}, {RESTARTED},
+            {"upgrade 0", "restart"}, {}},
+        {{{"musicdisplayinfo", "artist"}, {"photo_sort_by", "date"}, {"photo_sort_order", "desc"},
+             {"enableradio", "true"}, {"ebdvideoinfo", "true"}, {"integrateKinovo", "true"}, {"sendthumb", "true"},
+             {"cmzalbumart", "true"}, {"albumartlist", "b.png"}},
+            {{"title", "artist"}, {"filename", "date"}, {"asc", "desc"},
+                {"radio_mediaservice=\"no\"", "radio_mediaservice=\"yes\""},
+                {"videoinfo_mediaservice=\"no\"", "videoinfo_mediaservice=\"yes\""},
+                {"Kinovo_mediaservice=\"no\"", "Kinovo_mediaservice=\"yes\""},
+                {"thumb_mediaservice=\"no\"", "thumb_mediaservice=\"yes\""},
+                {"cmzalbumart_mediaservice=\"no\"", "cmzalbumart_mediaservice=\"yes\""}, {"a.jpg", "b.png"}},
+            {"0x11B00513 artist", "0x11B00516", "0x11B00518", RESTARTED}, {"upgrade 0", "restart"}, {}},
     };
     for (const auto& [fields, written, events, calls, signals] : cases) {
         WriteAll(SETTINGS, STORED);
@@ -168,9 +129,8 @@ TEST_F(BrowsingPageTest, ASaveWritesWhatChanged) {
 }
 
 TEST_F(BrowsingPageTest, SwitchingOffAndMissingKeys) {
-    WriteAll(SETTINGS,
-             Replaced(Replaced(STORED, "cmzalbumart_mediaservice=\"no\"", "cmzalbumart_mediaservice=\"Yes\""),
-                      "Kinovo_mediaservice=\"no\"", "Kinovo_mediaservice=\"yes\""));
+    WriteAll(SETTINGS, Replaced(Replaced(STORED, "cmzalbumart_mediaservice=\"no\"", "cmzalbumart_mediaservice=\"Yes\""),
+                           "Kinovo_mediaservice=\"no\"", "Kinovo_mediaservice=\"yes\""));
     const Answer off = Post("save_browsing_page", {{"albumartlist", "ignored"}});
     EXPECT_EQ(off.Events(), (std::vector<std::string>{"0x11B00517", RESTARTED}));
     EXPECT_EQ(ScriptCalls(), std::vector<std::string>{"restart"});
@@ -215,13 +175,12 @@ TEST_F(BrowsingPageTest, EveryFailureHasItsLine) {
 
 TEST_F(BrowsingPageTest, WritesBeforeAFailureStay) {
     // No list can be stored with a line feed in it.
-    const Answer list = Post("save_browsing_page",
-                             {{"enableradio", "true"}, {"cmzalbumart", "true"}, {"albumartlist", "a\nb"}});
+    const Answer list =
+        Post("save_browsing_page", {{"enableradio", "true"}, {"cmzalbumart", "true"}, {"albumartlist", "a\nb"}});
     EXPECT_EQ(list.body, Error(638));
     EXPECT_EQ(list.Events(), std::vector<std::string>{"0x11B00516"});
-    EXPECT_EQ(ReadAll(SETTINGS),
-              Replaced(Replaced(STORED, "radio_mediaservice=\"no\"", "radio_mediaservice=\"yes\""),
-                       "art_mediaservice=\"no\"", "art_mediaservice=\"yes\""));
+    EXPECT_EQ(ReadAll(SETTINGS), Replaced(Replaced(STORED, "radio_mediaservice=\"no\"", "radio_mediaservice=\"yes\""),
+                                     "art_mediaservice=\"no\"", "art_mediaservice=\"yes\""));
     EXPECT_EQ(ScriptCalls(), std::vector<std::string>{});
     EXPECT_EQ(Signals(), std::vector<int>{});
 
@@ -230,8 +189,7 @@ TEST_F(BrowsingPageTest, WritesBeforeAFailureStay) {
     const Answer upgrade = Post("save_browsing_page", {{"integrateKinovo", "true"}, {"sendthumb", "true"}});
     EXPECT_EQ(upgrade.body, Error(599));
     EXPECT_EQ(upgrade.log, std::vector<std::string>{"mediaserv:598 Error: failed to upgrade video_metadata"});
-    EXPECT_EQ(ReadAll(SETTINGS),
-              Replaced(STORED, "Kinovo_mediaservice=\"no\"", "Kinovo_mediaservice=\"yes\""));
+    EXPECT_EQ(ReadAll(SETTINGS), Replaced(STORED, "Kinovo_mediaservice=\"no\"", "Kinovo_mediaservice=\"yes\""));
     EXPECT_EQ(ScriptCalls(), std::vector<std::string>{"upgrade 0"});
 
     LetScriptFail();

@@ -16,8 +16,7 @@ using Numbers = std::vector<int>;
 
 constexpr char NOT_READ[] = "{\"ClientList\":0,\"success\":false}\n";
 
-std::string Client(const std::string& address, const std::string& profile, bool access,
-                   const std::string& more = "") {
+std::string Client(const std::string& address, const std::string& profile, bool access, const std::string& more = "") {
     return R"({"macAddr":")" + address + R"(","profileName":")" + profile +
            (access ? R"(","isAccess":true)" : R"(","isAccess":false)") + more + "}";
 }
@@ -52,8 +51,7 @@ class ClientListTest : public Appliance {
         EXPECT_EQ(answer.body, SUCCESS) << changes;
         EXPECT_EQ(answer.log, Strings{}) << changes;
         Json::Value documents[2];
-        EXPECT_TRUE(ParseJson(ReadAll(STORED), documents[0]) && ParseJson(expected, documents[1]))
-            << expected;
+        EXPECT_TRUE(ParseJson(ReadAll(STORED), documents[0]) && ParseJson(expected, documents[1])) << expected;
         EXPECT_EQ(documents[0], documents[1]) << changes;
         EXPECT_EQ(Signals(), Numbers{SIGUSR2}) << changes;
     }
@@ -95,15 +93,14 @@ TEST_F(ClientListTest, ASaveMergesTheChanges) {
         // Where no profile is stored it is the empty one.
         {Client("C3", "", true), a + b + Client("A1", "Second", true) + "," + Client("C3", "", true)},
         // All, in another order, with what does not belong in a change.
-        {Client("C3", "X", true) + "," + Client("B2", "X", true, R"(,"ip":"9")") + "," +
-             Client("A1", "P", false),
-         Client("A1", "P", false, more) + "," + Client("B2", "X", true, Chosen("X")) + "," +
-             Client("A1", "Second", true) + "," + Client("C3", "X", true, Chosen("X"))},
+        {Client("C3", "X", true) + "," + Client("B2", "X", true, R"(,"ip":"9")") + "," + Client("A1", "P", false),
+            Client("A1", "P", false, more) + "," + Client("B2", "X", true, Chosen("X")) + "," +
+                Client("A1", "Second", true) + "," + Client("C3", "X", true, Chosen("X"))},
         // The later of two changes wins; to and fro is two changes.
         {Client("A1", "X", true) + "," + Client("A1", "Y", false),
-         Client("A1", "Y", false, more + Chosen("Y")) + "," + b + rest},
+            Client("A1", "Y", false, more + Chosen("Y")) + "," + b + rest},
         {Client("A1", "X", true) + "," + Client("A1", "P", true),
-         Client("A1", "P", true, more + Chosen("P")) + "," + b + rest},
+            Client("A1", "P", true, more + Chosen("P")) + "," + b + rest},
     };
     for (const auto& [changes, expected] : cases) {
         ExpectSaved(List(a + b + rest), "[" + changes + "]", List(expected));
@@ -112,9 +109,8 @@ TEST_F(ClientListTest, ASaveMergesTheChanges) {
 
 TEST_F(ClientListTest, ListsAndChangesOfAnyShape) {
     const std::string change = "[" + Client("A1", "X", false) + "]";
-    for (const char* stored :
-         {"[]", "42", "null", R"({"ClientList":{}})", R"({"ClientList":null})",
-          R"({"ClientList":[{"macAddr":"A1"},7]})", R"({"ClientList":[{"macAddr":"A1"},[]]})"}) {
+    for (const char* stored : {"[]", "42", "null", R"({"ClientList":{}})", R"({"ClientList":null})",
+             R"({"ClientList":[{"macAddr":"A1"},7]})", R"({"ClientList":[{"macAddr":"A1"},[]]})"}) {
         WriteAll(STORED, stored);
         ExpectFailure(Save(change));
     }
@@ -122,30 +118,27 @@ TEST_F(ClientListTest, ListsAndChangesOfAnyShape) {
     const std::string unmatched = List(R"({"macAddr":1},{"macAddr":null},{})");
     ExpectSaved(unmatched, "[" + Client("", "X", true) + "," + Client("1", "X", true) + "]", unmatched);
     ExpectSaved(List(R"({"macAddr":"A1","profileName":{"a":1},"isAccess":[2]})"), change,
-                List(Client("A1", "X", false, Chosen("X"))));
+        List(Client("A1", "X", false, Chosen("X"))));
 
     const auto nested = [](size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
     const std::string stored = List(Client("A1", "P", true));
     WriteAll(STORED, stored);
     ExpectFailure(PostRequest("saveClientList"));
     for (const std::string& refused : {std::string(), std::string("no"), std::string("[{]"), nested(1000),
-                                       nested(100000), std::string(100000, '[')}) {
+             nested(100000), std::string(100000, '[')}) {
         ExpectFailure(Save(refused));
     }
-    for (const std::string& none :
-         {nested(999), Client("A1", "X", false), std::string("{}"), std::string("null")}) {
+    for (const std::string& none : {nested(999), Client("A1", "X", false), std::string("{}"), std::string("null")}) {
         ExpectSaved(stored, none, stored);
     }
     for (const char* skipped :
-         {"null", "[]", "\"A1\"", R"({"macAddr":"A1","profileName":"Y"})",
-          R"({"macAddr":"A1","isAccess":true})", R"({"profileName":"Y","isAccess":true})",
-          R"({"macAddr":"A1","profileName":"Y","isAccess":null})",
-          R"({"macAddr":"A1","profileName":7,"isAccess":true})",
-          R"({"macAddr":"A1","profileName":"Y","isAccess":0})",
-          R"({"macAddr":"A1","profileName":"Y","isAccess":"true"})",
-          R"({"macAddr":["A1"],"profileName":"Y","isAccess":true})"}) {
-        ExpectSaved(stored, "[" + std::string(skipped) + "," + Client("A1", "P", false) + "]",
-                    List(Client("A1", "P", false)));
+        {"null", "[]", "\"A1\"", R"({"macAddr":"A1","profileName":"Y"})", R"({"macAddr":"A1","isAccess":true})",
+            R"({"profileName":"Y","isAccess":true})", R"({"macAddr":"A1","profileName":"Y","isAccess":null})",
+            R"({"macAddr":"A1","profileName":7,"isAccess":true})", R"({"macAddr":"A1","profileName":"Y","isAccess":0})",
+            R"({"macAddr":"A1","profileName":"Y","isAccess":"true"})",
+            R"({"macAddr":["A1"],"profileName":"Y","isAccess":true})"}) {
+        ExpectSaved(
+            stored, "[" + std::string(skipped) + "," + Client("A1", "P", false) + "]", List(Client("A1", "P", false)));
     }
 }
 
@@ -156,8 +149,8 @@ TEST_F(ClientListTest, SavesWithoutFileSpaceOrDaemon) {
     std::filesystem::permissions(STORED, std::filesystem::perms::owner_read);
     Request readOnly = Save("[]");
     readOnly.beforeExec = [] { prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0); };  // root obeys modes, too
-    ExpectFailure(readOnly, {"mediaserv:1655 Error: MediaServiceHandler::SaveClientList - " + STORED +
-                             " could not open"});
+    ExpectFailure(
+        readOnly, {"mediaserv:1655 Error: MediaServiceHandler::SaveClientList - " + STORED + " could not open"});
     std::filesystem::remove(STORED);
     WriteAll(STORED, "{}");
     EXPECT_EQ(Send(OnFullDisk(Save("[]"))).body, SUCCESS);

@@ -32,15 +32,12 @@ class CollectionsTest : public Appliance {
     static Request By(const std::string& user, const std::string& action, const Fields& fields = {}) {
         WriteAll(ROOT + "/group", "root:x:0:\n");
         WriteAll(ROOT + "/passwd",
-                 "root:x:0:0::/:/bin/sh\nann:x:1026:0::/:/bin/sh\nbob:x:1027:0::/:/bin/sh\n"
-                 "last:x:4294967295:0::/:/bin/sh\n");
+            "root:x:0:0::/:/bin/sh\nann:x:1026:0::/:/bin/sh\nbob:x:1027:0::/:/bin/sh\n"
+            "last:x:4294967295:0::/:/bin/sh\n");
         Request request = PostRequest(action, fields);
-        request.environment.merge(
-            std::map<std::string, std::string>{{"LD_PRELOAD", "libnss_wrapper.so"},
-                                               {"ASAN_OPTIONS", "verify_asan_link_order=0"},
-                                               {"NSS_WRAPPER_GROUP", ROOT + "/group"},
-                                               {"NSS_WRAPPER_PASSWD", ROOT + "/passwd"},
-                                               {"PGHOST", server_}});
+        request.environment.merge(std::map<std::string, std::string>{{"LD_PRELOAD", "libnss_wrapper.so"},
+            {"ASAN_OPTIONS", "verify_asan_link_order=0"}, {"NSS_WRAPPER_GROUP", ROOT + "/group"},
+            {"NSS_WRAPPER_PASSWD", ROOT + "/passwd"}, {"PGHOST", server_}});
         request.environment["REMOTE_USER"] = user;
         return request;
     }
@@ -50,8 +47,8 @@ class CollectionsTest : public Appliance {
     }
 
     // A refusal, where nothing is expected, leaves the file's bytes.
-    static void ExpectSaved(const std::string& user, const std::string& list, const std::string& expected,
-                            const Strings& log = {}) {
+    static void ExpectSaved(
+        const std::string& user, const std::string& list, const std::string& expected, const Strings& log = {}) {
         const std::string before = ReadAll(STORED);
         const Answer answer = Send(Save(user, list));
         EXPECT_EQ(answer.body, expected.empty() ? FAILURE : SUCCESS) << list.substr(0, 60) << before;
@@ -73,15 +70,14 @@ TEST_F(CollectionsTest, EachUserHasAChoice) {
     }
     EXPECT_EQ(Send(By("ann", "saveCollection")).body, FAILURE);
     ExpectSaved("ann", "[]", R"({"1026":{"exposed_collections":[]},)" + bobs + "}");
-    ExpectSaved("ann", R"({"a":[1,null]})",
-                R"({"1026":{"exposed_collections":{"a":[1,null]}},)" + bobs + "}");
+    ExpectSaved("ann", R"({"a":[1,null]})", R"({"1026":{"exposed_collections":{"a":[1,null]}},)" + bobs + "}");
     EXPECT_EQ(Signals(), std::vector<int>{});
     std::filesystem::remove(STORED);
     EXPECT_EQ(Send(Save("last", "[\"1\"]")).body, SUCCESS);
     EXPECT_EQ(Send(Save("root", "[]")).body, SUCCESS);
     EXPECT_EQ(ReadAll(STORED),
-              "{\n\t\"0\" : \n\t{\n\t\t\"exposed_collections\" : []\n\t},\n"
-              "\t\"4294967295\" : \n\t{\n\t\t\"exposed_collections\" : [ \"1\" ]\n\t}\n}\n");
+        "{\n\t\"0\" : \n\t{\n\t\t\"exposed_collections\" : []\n\t},\n"
+        "\t\"4294967295\" : \n\t{\n\t\t\"exposed_collections\" : [ \"1\" ]\n\t}\n}\n");
 }
 
 TEST_F(CollectionsTest, OtherChoicesAreWorthMoreThanASave) {
@@ -106,8 +102,8 @@ TEST_F(CollectionsTest, NoListMakesTheFileUnreadable) {
     const auto nested = [](size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
     WriteAll(STORED, "// all\n{\"1027\": {\"exposed_collections\": [\"7\"]} /* Bob */}\n");
     for (const std::string& list :
-         {nested(996), nested(997), nested(998), nested(100000), std::string("[\"1\"] /* open /"),
-          std::string("[\"1\"] // open"), std::string("\"\xFF\xED\xA0\x80\\udc00\"")}) {
+        {nested(996), nested(997), nested(998), nested(100000), std::string("[\"1\"] /* open /"),
+            std::string("[\"1\"] // open"), std::string("\"\xFF\xED\xA0\x80\\udc00\"")}) {
         EXPECT_EQ(Send(Save("ann", list)).log, Strings{});
         EXPECT_EQ(Send(Save("ann", "[]")).log, Strings{}) << list.substr(0, 60);
     }
@@ -115,8 +111,8 @@ TEST_F(CollectionsTest, NoListMakesTheFileUnreadable) {
     EXPECT_EQ(Send(Save("ann", nested(998))).body, FAILURE);
     EXPECT_EQ(Send(Save("ann", "[]")).body, SUCCESS);
     EXPECT_EQ(ReadAll(STORED),
-              "// all\n{\n\t\"1026\" : \n\t{\n\t\t\"exposed_collections\" : []\n\t},\n"
-              "\t\"1027\" : \n\t{\n\t\t\"exposed_collections\" : [ \"7\" ]\n\t} /* Bob */\n}\n");
+        "// all\n{\n\t\"1026\" : \n\t{\n\t\t\"exposed_collections\" : []\n\t},\n"
+        "\t\"1027\" : \n\t{\n\t\t\"exposed_collections\" : [ \"7\" ]\n\t} /* Bob */\n}\n");
 }
 
 TEST_F(CollectionsTest, SavesWithoutUserFileOrSpace) {
@@ -139,25 +135,12 @@ TEST_F(CollectionsTest, OneActionOfNineteenNeedsLibpq) {
     WriteAll(ETC + "/client_list.json", "{}");
     const std::string done = "\"success\":true";
     const std::string lacking = "\"success\":false";  // a field or a file
-    const std::pair<const char*, std::string> cases[] = {{"load_dma_page", done},
-                                                         {"save_dma_page", done},
-                                                         {"load_browsing_page", done},
-                                                         {"save_browsing_page", done},
-                                                         {"load_general_page", done},
-                                                         {"save_general_page", done},
-                                                         {"loadmenu", lacking},
-                                                         {"savemenu", lacking},
-                                                         {"getdmslangtext", done},
-                                                         {"loadlogconf", done},
-                                                         {"applylogconf", done},
-                                                         {"downloadlog", "dms.tgz"},
-                                                         {"clearlog", done},
-                                                         {"saveClientList", lacking},
-                                                         {"loadClientList", done},
-                                                         {"loadProfileList", lacking},
-                                                         {"clearClientList", lacking},
-                                                         {"saveCollection", lacking},
-                                                         {"loadCollection", EMPTY_LIST}};
+    const std::pair<const char*, std::string> cases[] = {{"load_dma_page", done}, {"save_dma_page", done},
+        {"load_browsing_page", done}, {"save_browsing_page", done}, {"load_general_page", done},
+        {"save_general_page", done}, {"loadmenu", lacking}, {"savemenu", lacking}, {"getdmslangtext", done},
+        {"loadlogconf", done}, {"applylogconf", done}, {"downloadlog", "dms.tgz"}, {"clearlog", done},
+        {"saveClientList", lacking}, {"loadClientList", done}, {"loadProfileList", lacking},
+        {"clearClientList", lacking}, {"saveCollection", lacking}, {"loadCollection", EMPTY_LIST}};
     for (const auto& [action, expected] : cases) {
         Request request = PostRequest(action);
         request.environment["LD_LIBRARY_PATH"] = ROOT + "/lib";
@@ -197,11 +180,9 @@ class VideoLibraryTest : public CollectionsTest {
 
     // psql reads its statements where the program reads a body.
     static void Sql(const std::string& statements, const std::string& database = "video_metadata") {
-        const Request request = {{{"PGHOST", server_},
-                                  {"PGUSER", "postgres"},
-                                  {"PGDATABASE", database},
-                                  {"PATH", "/usr/bin:/bin"}},
-                                 "\\set ON_ERROR_STOP 1\n" + statements};
+        const Request request = {
+            {{"PGHOST", server_}, {"PGUSER", "postgres"}, {"PGDATABASE", database}, {"PATH", "/usr/bin:/bin"}},
+            "\\set ON_ERROR_STOP 1\n" + statements};
         const Answer answer = RunProgram("/usr/bin/psql", request);
         ASSERT_EQ(answer.exitStatus, 0) << testing::PrintToString(answer.log);
     }
@@ -217,8 +198,8 @@ TEST_F(VideoLibraryTest, AUsersCollectionsAreListed) {
         "(6, 1026, 'z', null), (5, 1026, 'b', null), (2147483647, 1026, 'Zoë''s \"映画\" \\ 🎄', null),"
         "(-4, 1026, 'Vexa_favorite', null), (2, 1027, 'c', null), (1, 4294967295, 'd', null);");
     const auto entry = [](const char* id, const char* title, const char* more = "null") {
-        return std::string(R"({"exposed":false,"id":")") + id + R"(","more":)" + more + R"(,"title":")" +
-               title + R"(","uid":1026})";
+        return std::string(R"({"exposed":false,"id":")") + id + R"(","more":)" + more + R"(,"title":")" + title +
+               R"(","uid":1026})";
     };
     const Answer answer = List();
     EXPECT_EQ(answer.body, "{\"data\":{\"collections\":[" + entry("-4", "Vexa_favorite") + "," +
@@ -259,8 +240,8 @@ TEST_F(VideoLibraryTest, WhatCannotBeListedIsLeftOut) {
         "'\"c\"'),"
         "(1026, '3000000000', '\"d\"'), (1026, null, '\"e\"'), (1026, '3', '7'), (1026, '4', null);");
     EXPECT_EQ(List().body,
-              R"({"data":{"collections":[{"exposed":false,"id":"1","title":"a","uid":1026}]},"success":true})"
-              "\n");
+        R"({"data":{"collections":[{"exposed":false,"id":"1","title":"a","uid":1026}]},"success":true})"
+        "\n");
     Sql("DROP TABLE collection;");
     const Answer noTable = List();
     EXPECT_EQ(noTable.body, EMPTY_LIST);

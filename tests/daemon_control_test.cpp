@@ -39,8 +39,8 @@ TEST_F(DaemonControlTest, ModesRunTheScript) {
 }
 
 TEST_F(DaemonControlTest, AChildGetsNothingOfTheRequest) {
-    WriteProgram(SCRIPT, "ls -l /proc/$$/fd > " + ROOT + "/fds; env > " + ROOT +
-                             "/env; grep -E 'Sig(Ign|Blk)' " + "/proc/self/status > " + ROOT + "/signals\n");
+    WriteProgram(SCRIPT, "ls -l /proc/$$/fd > " + ROOT + "/fds; env > " + ROOT + "/env; grep -E 'Sig(Ign|Blk)' " +
+                             "/proc/self/status > " + ROOT + "/signals\n");
     Request request = PostRequest("save_browsing_page", {{"enableradio", "true"}});
     request.environment["HTTP_COOKIE"] = "secret";
     request.environment["LD_DEBUG_OUTPUT"] = "/nowhere";
@@ -94,9 +94,8 @@ TEST_F(DaemonControlTest, OnlyAProcessNumberIsSignalled) {
         EXPECT_EQ(Signals(), std::vector<int>{SIGCONT});
     }
     for (const std::string& bad :
-         {std::string("-") + pid, std::string(), std::string("0"), std::string("1"), std::string("-1"),
-          pid + "x", pid + " " + pid, std::string("99999999999999"), std::string("rubbish"),
-          std::string(1, '\0') + pid}) {
+        {std::string("-") + pid, std::string(), std::string("0"), std::string("1"), std::string("-1"), pid + "x",
+            pid + " " + pid, std::string("99999999999999"), std::string("rubbish"), std::string(1, '\0') + pid}) {
         EXPECT_EQ(send(bad), -1) << bad;
     }
     std::filesystem::remove(file);

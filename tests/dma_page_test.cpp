@@ -31,12 +31,12 @@ class DmaPageTest : public Appliance {};
 TEST_F(DmaPageTest, EachSwitchIsSavedAndShown) {
     const Answer unset = Post("load_dma_page");
     EXPECT_EQ(unset.body,
-              R"({"data":{"aactranscoding":false,"aifftranscoding":false,"cmzmimetype":false,)"
-              R"("disable_access_right":false,"downsample_audio_transcoding":false,"flactranscoding":false,)"
-              R"("mimetypelist":"avi=video/x-ms-video,wav=audio/x-wav","oggtranscoding":false,)"
-              R"("opttranscoding":false,"support_video_transcoding":false,"videoextlist":"rm;rmvb;mkv",)"
-              R"("videotranscoding":false},"success":true})"
-              "\n");
+        R"({"data":{"aactranscoding":false,"aifftranscoding":false,"cmzmimetype":false,)"
+        R"("disable_access_right":false,"downsample_audio_transcoding":false,"flactranscoding":false,)"
+        R"("mimetypelist":"avi=video/x-ms-video,wav=audio/x-wav","oggtranscoding":false,)"
+        R"("opttranscoding":false,"support_video_transcoding":false,"videoextlist":"rm;rmvb;mkv",)"
+        R"("videotranscoding":false},"success":true})"
+        "\n");
     for (const auto& row : SWITCHES) {
         WriteAll(SETTINGS, DEFAULTS);
         for (const bool on : {true, false}) {

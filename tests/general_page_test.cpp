@@ -5,8 +5,8 @@
 
 namespace {
 
-std::string Stored(const std::string& expiry, const std::string& language, const std::string& style,
-                   const std::string& interface) {
+std::string Stored(
+    const std::string& expiry, const std::string& language, const std::string& style, const std::string& interface) {
     return "advrexpire_mediaservice=\"" + expiry + "\"\nlanguage_mediaservice=\"" + language +
            "\"\nmenustyle_mediaservice=\"" + style + "\"\nnetwork_mediaservice=\"" + interface + "\"\n";
 }
@@ -66,10 +66,9 @@ TEST_F(GeneralPageTest, SaveAndLoadTakeTextsByTheirRules) {
 
 TEST_F(GeneralPageTest, LanguageEventHasTheDisplayTextOfTheUi) {
     const std::string texts = ROOT + "/usr/share/vexa/texts/";
-    WriteAll(texts + "enu/strings.json",
-             R"({"common":{"language_fre":"last","language_ger":"German"},)"
-             R"("service":{"language_fre":"second"},"other":{"language_spn":"no"},)"
-             R"("codepage":{"language_fre":"French","language_jpn":7}})");
+    WriteAll(texts + "enu/strings.json", R"({"common":{"language_fre":"last","language_ger":"German"},)"
+                                         R"("service":{"language_fre":"second"},"other":{"language_spn":"no"},)"
+                                         R"("codepage":{"language_fre":"French","language_jpn":7}})");
     WriteAll(texts + "fre/strings.json", R"({"codepage":{"language_fre":"Fran\u00e7ais"}})");
     WriteAll(texts + "bad/strings.json", "{");
     std::istringstream cases(
@@ -84,8 +83,7 @@ TEST_F(GeneralPageTest, LanguageEventHasTheDisplayTextOfTheUi) {
 }
 
 TEST_F(GeneralPageTest, EverythingIsWrittenInOrderUntilOneFails) {
-    const Fields good = {
-        {"ssdp_advr", "60"}, {"language", "fre"}, {"templatetype", "list"}, {"dmsInterface", "eth7"}};
+    const Fields good = {{"ssdp_advr", "60"}, {"language", "fre"}, {"templatetype", "list"}, {"dmsInterface", "eth7"}};
     const std::vector<std::string> events = {"0x11B00505 language_fre", "0x11B00507 list", "0x11B00508"};
     const int failedLines[] = {399, 406, 417, 426};
     const int done[] = {0, 0, 1, 2, 3};  // events
@@ -97,8 +95,8 @@ TEST_F(GeneralPageTest, EverythingIsWrittenInOrderUntilOneFails) {
         }
         const Answer answer = Post("save_general_page", fields);
         EXPECT_EQ(answer.body, i < good.size() ? Error(failedLines[i]) : SAVED);
-        EXPECT_EQ(ReadAll(SETTINGS), Stored(i > 0 ? "60" : "920", i > 1 ? "fre" : "enu",
-                                            i > 2 ? "list" : "simple", i > 3 ? "eth7" : "eth0"));
+        EXPECT_EQ(ReadAll(SETTINGS),
+            Stored(i > 0 ? "60" : "920", i > 1 ? "fre" : "enu", i > 2 ? "list" : "simple", i > 3 ? "eth7" : "eth0"));
         EXPECT_EQ(answer.Events(), (std::vector<std::string>{events.begin(), events.begin() + done[i]}));
     }
     EXPECT_EQ(SettingsAtScript(), Stored("60", "fre", "list", "eth7"));

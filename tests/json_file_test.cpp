@@ -60,12 +60,12 @@ TEST_F(JsonFileTest, RubbishIsRefused) {
     const std::string parsing = "mediaserv:1584 Error: MediaServiceHandler::GetJsonFromFile - ";
     ExpectRefused("no file", reading + PROFILES + " could not open");
     for (const std::string& content :
-         {""s, " \n"s, "// only"s, "/* only */"s, "{"s, "}"s, "\"a"s, "\"\\"s, "/*"s, "/"s, "rubbish"s,
-          "[1,]"s, "[/* in an empty array */]"s, "{\"a\": 1e999}"s, "\xFF\xFE{}"s, std::string(100, '\0'),
-          Nested(1000), Nested(100000), Times(1000, "["), Times(100000, "["), Times(100000, "[{\"a\":"),
-          Times(100000, "[}"), Times(1000, "]") + Nested(1001), Times(1200, "{\"a\":\"\\\"}\",\"b\":"),
-          // The library takes any token behind a comment for a comma.
-          Times(1200, "{\"a\":1/**/]\"b\":"), Times(998, "[{\"a\":1/**/]\"b\":")}) {
+        {""s, " \n"s, "// only"s, "/* only */"s, "{"s, "}"s, "\"a"s, "\"\\"s, "/*"s, "/"s, "rubbish"s, "[1,]"s,
+            "[/* in an empty array */]"s, "{\"a\": 1e999}"s, "\xFF\xFE{}"s, std::string(100, '\0'), Nested(1000),
+            Nested(100000), Times(1000, "["), Times(100000, "["), Times(100000, "[{\"a\":"), Times(100000, "[}"),
+            Times(1000, "]") + Nested(1001), Times(1200, "{\"a\":\"\\\"}\",\"b\":"),
+            // The library takes any token behind a comment for a comma.
+            Times(1200, "{\"a\":1/**/]\"b\":"), Times(998, "[{\"a\":1/**/]\"b\":")}) {
         WriteAll(PROFILES, content);
         ExpectRefused(content.substr(0, 60), parsing + "Json::Reader::parse failed");
     }
@@ -78,14 +78,13 @@ TEST_F(JsonFileTest, SavesKeepTheFormAndTheComments) {
     const std::string file = ETC + "/client_list.json";
     const std::string changes = R"([{"macAddr": "m1", "profileName": "P", "isAccess": false}])";
     WriteAll(file,
-             "// the file\n{\"z\": [], /* beside z */ \"ClientList\": [\n// the first\n"
-             "{\"profileName\": \"O\", // profile\n\"macAddr\": \"m1\",\n/* may it? */\n\"isAccess\": true, "
-             "// yes\n"
-             "\"more\": [1, [2.5, null], {}]},\n{\"macAddr\": \"m\xC3\xA4\" /* another */}]}\n// the end\n");
+        "// the file\n{\"z\": [], /* beside z */ \"ClientList\": [\n// the first\n"
+        "{\"profileName\": \"O\", // profile\n\"macAddr\": \"m1\",\n/* may it? */\n\"isAccess\": true, "
+        "// yes\n"
+        "\"more\": [1, [2.5, null], {}]},\n{\"macAddr\": \"m\xC3\xA4\" /* another */}]}\n// the end\n");
     EXPECT_EQ(Post("saveClientList", {{"modifiedInfo", changes}}).body, SUCCESS);
     const std::string written = ReadAll(file);
-    EXPECT_EQ(
-        written,
+    EXPECT_EQ(written,
         "// the file\n{\n\t\"ClientList\" : \n\t[\n\t\t// the first\n\t\t{\n"
         "\t\t\t/* may it? */\n\t\t\t\"isAccess\" : false, // yes\n\t\t\t\"macAddr\" : \"m1\",\n"
         "\t\t\t\"more\" : \n\t\t\t[\n\t\t\t\t1,\n\t\t\t\t[ 2.5, null ],\n\t\t\t\t{}\n\t\t\t],\n"

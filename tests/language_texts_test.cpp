@@ -24,9 +24,8 @@ TEST_F(LanguageTextsTest, TheRequestThenTheSettingsChooseTheLanguage) {
         WriteTexts(language, R"({"customize":{"name":")" + std::string(language) + "\"}}");
     }
     // The stored code, the code sent and the language of the answer, "-" for none.
-    std::istringstream cases(
-        "- - enu fre - fre fre enu enu - ENU - - . - - .. - - a/b - - enu/ - ../texts/enu - - - " + longer +
-        " " + longest + " " + longer + " - " + longest);
+    std::istringstream cases("- - enu fre - fre fre enu enu - ENU - - . - - .. - - a/b - - enu/ - ../texts/enu - - - " +
+                             longer + " " + longest + " " + longer + " - " + longest);
     for (std::string stored, sent, name; cases >> stored >> sent >> name;) {
         WriteAll(SETTINGS, stored == "-" ? "" : "language_mediaservice=\"" + stored + "\"\n");
         const std::string body = name == "-" ? SUCCESS : Texts("\"name\":\"" + name + "\"");
@@ -38,18 +37,12 @@ TEST_F(LanguageTextsTest, TheRequestThenTheSettingsChooseTheLanguage) {
 TEST_F(LanguageTextsTest, OnlyTheTextsOfTheSectionAreHandedOut) {
     const std::pair<std::string, std::string> cases[] = {
         {R"({"other":{"x":"y"},"customize":{"b":"two","a":"\u00e9\"","c":""},"more":{}})",
-         Texts(R"("a":"\u00e9\"","b":"two","c":"")")},
+            Texts(R"("a":"\u00e9\"","b":"two","c":"")")},
         {R"({"customize":{"a":7,"b":true,"c":[1],"d":{"e":"f"},"g":"text"}})",
-         Texts(R"("a":"7","b":"true","g":"text")")},
-        {R"({"customize":{}})", Texts("")},
-        {R"({"Customize":{"a":"b"}})", SUCCESS},
-        {R"({"customize":"a"})", SUCCESS},
-        {R"({"customize":["a"]})", SUCCESS},
-        {R"({"customize":null})", SUCCESS},
-        {R"(["customize"])", SUCCESS},
-        {"", SUCCESS},
-        {R"({"customize":{"a":"b")", SUCCESS},
-        {std::string(100000, '['), SUCCESS}};
+            Texts(R"("a":"7","b":"true","g":"text")")},
+        {R"({"customize":{}})", Texts("")}, {R"({"Customize":{"a":"b"}})", SUCCESS}, {R"({"customize":"a"})", SUCCESS},
+        {R"({"customize":["a"]})", SUCCESS}, {R"({"customize":null})", SUCCESS}, {R"(["customize"])", SUCCESS},
+        {"", SUCCESS}, {R"({"customize":{"a":"b")", SUCCESS}, {std::string(100000, '['), SUCCESS}};
     for (const auto& [content, body] : cases) {
         WriteTexts("enu", content);
         const Answer answer = Post("getdmslangtext");

@@ -23,9 +23,7 @@ class LogTest : public Appliance {
     const std::string WEB_LOGS = LOGS + "/lighttpd";
     const std::string DIAGNOSTICS = ETC + "/etc.log";
 
-    static int Shell(const std::string& command) {
-        return std::system(("cd " + ROOT + "; " + command).c_str());
-    }
+    static int Shell(const std::string& command) { return std::system(("cd " + ROOT + "; " + command).c_str()); }
 };
 
 std::string Level(const std::string& value) { return "loglevel_mediaservice=\"" + value + "\"\n"; }
@@ -39,14 +37,10 @@ TEST_F(LogTest, TheSwitchIsWrittenAndRestarts) {
         Fields fields;
         std::string after;
         Events events = {};
-    } cases[] = {{"", {{"dmslog", "true"}}, Level("3"), on},
-                 {Level(""), {{"dmslog", "TRUE"}}, Level("3"), on},
-                 {Level("3"), {{"dmslog", "false"}}, Level(""), off},
-                 {Level("debug"), {{"dmslog", "yes"}}, Level(""), off},
-                 {Level("no"), {}, Level(""), off},
-                 {Level("5"), {{"dmslog", "true"}}, Level("5")},
-                 {"", {}, ""},
-                 {Level(""), {{"dmslog", "1"}}, Level("")}};
+    } cases[] = {{"", {{"dmslog", "true"}}, Level("3"), on}, {Level(""), {{"dmslog", "TRUE"}}, Level("3"), on},
+        {Level("3"), {{"dmslog", "false"}}, Level(""), off}, {Level("debug"), {{"dmslog", "yes"}}, Level(""), off},
+        {Level("no"), {}, Level(""), off}, {Level("5"), {{"dmslog", "true"}}, Level("5")}, {"", {}, ""},
+        {Level(""), {{"dmslog", "1"}}, Level("")}};
     for (const auto& [before, fields, after, events] : cases) {
         WriteAll(SETTINGS, before);
         EXPECT_EQ(Post("loadlogconf").Json()["data"]["dmslog"], events == off || before == Level("5"));
@@ -106,8 +100,8 @@ TEST_F(LogTest, ClearingDeletesTheLogsAloneAndAnswersBeforeTheRestart) {
     }
     const std::string restarted = R"(event 0x11B00508 2 1 "" "" "" "")";
     EXPECT_EQ(clear(DONE), restarted);
-    EXPECT_TRUE(fs::is_empty(WEB_LOGS) && fs::remove(LOGS + "/other.log") && fs::remove(WEB_LOGS) &&
-                fs::is_empty(LOGS));
+    EXPECT_TRUE(
+        fs::is_empty(WEB_LOGS) && fs::remove(LOGS + "/other.log") && fs::remove(WEB_LOGS) && fs::is_empty(LOGS));
     EXPECT_EQ(clear(DONE), restarted);  // nothing to delete
     fs::create_directory(LOGS + "/dms.logs");
     EXPECT_EQ(clear(Error(976)), restarted);
@@ -123,21 +117,19 @@ TEST_F(LogTest, DownloadHoldsLogsDiagnosticsAndSettings) {
     WriteAll(LOGS + "/other.log", "");
     WriteAll(ETC + "/menu_a b.xml", "<menu/>");
     WriteAll(ROOT + "/volume1/dms.core", "");
-    ASSERT_EQ(
-        Shell("cp /bin/sleep dms; ./dms 60 & echo $! > pid; until grep -q dms /proc/$!/comm; do :; done"), 0);
+    ASSERT_EQ(Shell("cp /bin/sleep dms; ./dms 60 & echo $! > pid; until grep -q dms /proc/$!/comm; do :; done"), 0);
     const std::string pid = std::to_string(std::stoi(ReadAll(ROOT + "/pid")));
     const Answer answer = Post("downloadlog");
     kill(std::stoi(pid), SIGKILL);
     EXPECT_EQ(answer.header,
-              "Content-Disposition: attachment; filename=dms.dmslog\nAccept-Ranges: none\n"
-              "Content-Type: application/force-download; name=\"dms.tgz\"\r\nCache-Control: no-store\r\n"
-              "X-Content-Type-Options: nosniff\r\n\r\n");
+        "Content-Disposition: attachment; filename=dms.dmslog\nAccept-Ranges: none\n"
+        "Content-Type: application/force-download; name=\"dms.tgz\"\r\nCache-Control: no-store\r\n"
+        "X-Content-Type-Options: nosniff\r\n\r\n");
     EXPECT_FALSE(fs::exists(DIAGNOSTICS));
     WriteAll(ROOT + "/archive", answer.body);
-    ASSERT_EQ(
-        Shell("mkdir unpacked && cd unpacked && tar xzf ../archive && mv ." + ETC +
-              " package; find . -type f |"
-              "LC_ALL=C sort | while read -r file; do echo \"$file: $(cat \"$file\")\"; done > ../listing"),
+    ASSERT_EQ(Shell("mkdir unpacked && cd unpacked && tar xzf ../archive && mv ." + ETC +
+                    " package; find . -type f |"
+                    "LC_ALL=C sort | while read -r file; do echo \"$file: $(cat \"$file\")\"; done > ../listing"),
         0);
     const std::string listing = ReadAll(ROOT + "/listing");
     const std::string expected =

@@ -27,8 +27,7 @@ TEST_F(MenuTemplatesTest, TemplatesComeBackByteForByte) {
         }
         for (const std::string name : {"x", "", "..", "m\xC3\xBCsic a\"b"}) {
             WriteAll(Path(name), content);
-            EXPECT_TRUE(Post("loadmenu", {{"template", name}}).output == TemplateHeader(size) + content)
-                << name;
+            EXPECT_TRUE(Post("loadmenu", {{"template", name}}).output == TemplateHeader(size) + content) << name;
         }
     }
 }
@@ -48,8 +47,7 @@ TEST_F(MenuTemplatesTest, ATemplateLargerThanMemoryStreams) {
 #endif
     };
     EXPECT_EQ(Send(request).log,
-              std::vector<std::string>{
-                  "mediaserv (1030) FAILED TO WRITE SONG FILE:a\\x0Ab TO STREAM, reason=Broken pipe"});
+        std::vector<std::string>{"mediaserv (1030) FAILED TO WRITE SONG FILE:a\\x0Ab TO STREAM, reason=Broken pipe"});
     const std::string received = ReadAll(ROOT + "/received");
     EXPECT_TRUE(received.starts_with(TemplateHeader(SIZE)) && received.ends_with("300000000\n"));
 }
@@ -99,11 +97,9 @@ TEST_F(MenuTemplatesTest, OnlyATemplatesNameOpensAFile) {
     }
     for (const char* name : {"d/in", "d/../out", "a\nb", "\x7F", ""}) {
         for (const auto& [action, line] : {std::pair("loadmenu", "999"), {"savemenu", "1144"}}) {
-            const Answer answer =
-                Post(action, {{"content", "new"}, {*name == '\0' ? "Template" : "template", name}});
+            const Answer answer = Post(action, {{"content", "new"}, {*name == '\0' ? "Template" : "template", name}});
             EXPECT_EQ(answer.body, FAILURE) << name;
-            EXPECT_EQ(answer.log,
-                      std::vector<std::string>{std::string("mediaserv (") + line + ") Bad parameters."});
+            EXPECT_EQ(answer.log, std::vector<std::string>{std::string("mediaserv (") + line + ") Bad parameters."});
         }
     }
     for (const std::string& file : files) {

@@ -20,10 +20,9 @@ class MergeCostTest : public Appliance {
         std::string list = changes ? "[" : "{\"ClientList\":[";
         for (int i = 0; i < count; ++i) {
             char text[200];
-            snprintf(text, sizeof text,
-                     R"(%s{"macAddr":"02:00:%08d","profileName":"%s %d","isAccess":true%s})",
-                     i == 0 ? "" : ",", changes ? count - 1 - i : i, changes ? "New" : "Old", i % 7,
-                     changes ? "" : R"(,"ipAddr":"192.168.1.2","deviceName":"Living room")");
+            snprintf(text, sizeof text, R"(%s{"macAddr":"02:00:%08d","profileName":"%s %d","isAccess":true%s})",
+                i == 0 ? "" : ",", changes ? count - 1 - i : i, changes ? "New" : "Old", i % 7,
+                changes ? "" : R"(,"ipAddr":"192.168.1.2","deviceName":"Living room")");
             list += text;
         }
         return list + (changes ? "]" : "]}");
@@ -32,8 +31,8 @@ class MergeCostTest : public Appliance {
     // One multipart body, so that the form costs as little as it can.
     static Request Save(const std::string& changes) {
         Request request = PostRequest("");
-        request.body = "--X\r\nContent-Disposition: form-data; name=\"modifiedInfo\"\r\n\r\n" + changes +
-                       "\r\n--X--\r\n";
+        request.body =
+            "--X\r\nContent-Disposition: form-data; name=\"modifiedInfo\"\r\n\r\n" + changes + "\r\n--X--\r\n";
         request.environment["CONTENT_TYPE"] = "multipart/form-data; boundary=X";
         request.environment["CONTENT_LENGTH"] = std::to_string(request.body.size());
         request.environment["QUERY_STRING"] = "action=saveClientList";
@@ -62,9 +61,8 @@ class MergeCostTest : public Appliance {
         EXPECT_EQ(answer.body, SUCCESS);
         EXPECT_NE(ReadAll(STORED).find("\"profileName_UserSelected\" : \"New 6\""), std::string::npos);
         const double alone = LibraryAlone(stored, changes);
-        std::cout << count << " clients, " << count << " changes: " << answer.seconds << " s, "
-                  << answer.peakKilobytes << " KiB; the library alone " << alone << " s; ratio "
-                  << answer.seconds / alone << "\n";
+        std::cout << count << " clients, " << count << " changes: " << answer.seconds << " s, " << answer.peakKilobytes
+                  << " KiB; the library alone " << alone << " s; ratio " << answer.seconds / alone << "\n";
         return answer.seconds;
     }
 };

@@ -27,10 +27,10 @@ class NetworkInterfacesTest : public Appliance {
     // Runs `program` in a network that has what `commands` make: bridges, which are of Ethernet type.
     static Answer RunInNetwork(const std::string& program, const std::string& commands) {
         WriteProgram(ROOT + "/in_network",
-                     "exec unshare -rnm sh -ec 'mount -t sysfs sysfs /sys\n"
-                     "add() { ip link add $1 up type bridge; [ -z $2 ] || ip addr add $2/24 dev $1; }\n"
-                     "slave() { ip link add $1 type veth peer name peer; ip link set $1 up master $2; }\n" +
-                         commands + "\nexec " + program + "'\n");
+            "exec unshare -rnm sh -ec 'mount -t sysfs sysfs /sys\n"
+            "add() { ip link add $1 up type bridge; [ -z $2 ] || ip addr add $2/24 dev $1; }\n"
+            "slave() { ip link add $1 type veth peer name peer; ip link set $1 up master $2; }\n" +
+                commands + "\nexec " + program + "'\n");
         return RunProgram(ROOT + "/in_network", PostRequest("load_general_page"));
     }
 
@@ -73,13 +73,9 @@ TEST_F(NetworkInterfacesTest, DisplayTextsFollowPositionAndName) {
 TEST_F(NetworkInterfacesTest, TheServedAddressChoosesTheInterface) {
     const struct {
         std::string stored, address, selected;
-    } cases[] = {{"", "", "eth0"},
-                 {"gone", "", "gone"},
-                 {"eth1", "10.0.0.12", "eth2"},
-                 {"eth1", "10.0.0.1", "eth3"},  // the last that has it
-                 {"eth1", "10.0.0.12\n", "eth1"},
-                 {"eth1", "\n10.0.0.12", "eth1"},
-                 {"eth1", "10.0.0.123", "eth1"}};
+    } cases[] = {{"", "", "eth0"}, {"gone", "", "gone"}, {"eth1", "10.0.0.12", "eth2"},
+        {"eth1", "10.0.0.1", "eth3"},  // the last that has it
+        {"eth1", "10.0.0.12\n", "eth1"}, {"eth1", "\n10.0.0.12", "eth1"}, {"eth1", "10.0.0.123", "eth1"}};
     for (const auto& [stored, address, selected] : cases) {
         if (!stored.empty()) {
             WriteAll(ROOT + "/var/run/dms.ip", address);
@@ -91,22 +87,21 @@ TEST_F(NetworkInterfacesTest, TheServedAddressChoosesTheInterface) {
 }
 
 TEST_F(NetworkInterfacesTest, OnlyFreeInterfacesThatAreUpAreListed) {
-    EXPECT_EQ(List(Load("add eth5; add eth4; ip link set eth4 down; slave eth2 eth5; add eth1")),
-              "eth5 LAN\neth1 LAN 2\n");
+    EXPECT_EQ(
+        List(Load("add eth5; add eth4; ip link set eth4 down; slave eth2 eth5; add eth1")), "eth5 LAN\neth1 LAN 2\n");
     EXPECT_TRUE(List(Load("for i in $(seq 33); do add eth$i; done")).ends_with("\neth32 LAN 33\n"));
     const std::string start = R"({"data":{"language":"enu","network":null,"network_total":)";
     const std::string rest = R"(,"ssdp_advr":920,"templatetype":"simple"},"success":true})"
                              "\n";
     Answer answer = Load("true");
     EXPECT_EQ(answer.body, start + "0" + rest);
-    EXPECT_EQ(answer.log,
-              std::vector<std::string>{"mediaserv:1217 Failed to VLIBNetGetPsIf()=[0], vexaerr=0x0000"});
+    EXPECT_EQ(answer.log, std::vector<std::string>{"mediaserv:1217 Failed to VLIBNetGetPsIf()=[0], vexaerr=0x0000"});
     for (const std::string ports : {"0", "-1", "many", ""}) {
         WriteAll(ROOT + "/etc/vexainfo.conf", "maxlanport=\"" + ports + "\"\n");
         answer = Load("add eth0; add eth1");
         EXPECT_EQ(answer.body, start + "2" + rest);
-        EXPECT_EQ(answer.log, std::vector<std::string>{
-                                  "mediaserv:1223 Failed to _VexaInfo.Def(maxlanport)=[" + ports + "]"});
+        EXPECT_EQ(
+            answer.log, std::vector<std::string>{"mediaserv:1223 Failed to _VexaInfo.Def(maxlanport)=[" + ports + "]"});
     }
 }
 

@@ -41,11 +41,11 @@ std::string Part(const std::string& header, const std::string& value) {
 const std::string FIELD = "Content-Disposition: form-data; name=\"content\"";
 
 TEST_F(RequestTest, AnswersAreExactToTheByte) {
-    EXPECT_EQ(Post("loadlogconf").output,
-              REPORT_HEADER + std::string("{\"data\":{\"dmslog\":false},\"success\":true}\n"));
+    EXPECT_EQ(
+        Post("loadlogconf").output, REPORT_HEADER + std::string("{\"data\":{\"dmslog\":false},\"success\":true}\n"));
     EXPECT_EQ(Post("getdmslangtext").output,
-              "Content-Type: text/plain; charset=\"UTF-8\"\r\nCache-Control: no-store\r\n"
-              "X-Content-Type-Options: nosniff\r\n\r\n{\"success\":true}\n");
+        "Content-Type: text/plain; charset=\"UTF-8\"\r\nCache-Control: no-store\r\n"
+        "X-Content-Type-Options: nosniff\r\n\r\n{\"success\":true}\n");
 }
 
 TEST_F(RequestTest, LoginDecidesBeforeAnythingElse) {
@@ -94,10 +94,9 @@ TEST_F(RequestTest, OnlyKnownActionsAnswer) {
     none.environment["CONTENT_LENGTH"] = "";
     EXPECT_EQ(Send(none).output, "");
     for (const char* name :
-         {"load_dma_page", "save_dma_page", "load_browsing_page", "save_browsing_page", "load_general_page",
-          "save_general_page", "loadmenu", "savemenu", "getdmslangtext", "loadlogconf", "applylogconf",
-          "downloadlog", "clearlog", "saveClientList", "loadClientList", "loadProfileList", "loadCollection",
-          "saveCollection"}) {
+        {"load_dma_page", "save_dma_page", "load_browsing_page", "save_browsing_page", "load_general_page",
+            "save_general_page", "loadmenu", "savemenu", "getdmslangtext", "loadlogconf", "applylogconf", "downloadlog",
+            "clearlog", "saveClientList", "loadClientList", "loadProfileList", "loadCollection", "saveCollection"}) {
         EXPECT_NE(Post(name).output, "") << name;
     }
 }
@@ -133,10 +132,9 @@ TEST_F(RequestTest, MalformedRequestsAreRefused) {
         {multipart, "--XX\r\n\r\nv\r\n--XX--\r\n", "", "400 Bad Request"},          // no header
         {multipart, Part("X: form-data; name=\"a\"", "v") + "--XX--\r\n", "", "400 Bad Request"},
         {multipart, Part("Content-Disposition: form-data; name=a", "v") + "--XX--", "", "400 Bad Request"},
-        {multipart, Part("Content-Disposition: form-data; filename=\"f\"", "v") + "--XX--", "",
-         "400 Bad Request"},
+        {multipart, Part("Content-Disposition: form-data; filename=\"f\"", "v") + "--XX--", "", "400 Bad Request"},
         {multipart, Part("Content-Disposition: form-data; filename=\"f\"; name=\"a\"", "v") + "--XX--", "",
-         "400 Bad Request"},
+            "400 Bad Request"},
         {multipart, Part(FIELD, "in --XX the text") + "--XX--", "", "400 Bad Request"},
         {multipart, good + "more", "", "400 Bad Request"},
     };
@@ -147,8 +145,7 @@ TEST_F(RequestTest, MalformedRequestsAreRefused) {
         request.environment["CONTENT_TYPE"] = type;
         request.environment["CONTENT_LENGTH"] = length.empty() ? std::to_string(body.size()) : length;
         const Answer answer = Send(request);
-        EXPECT_EQ(answer.output, "Status: " + status + "\r\n" + REPORT_HEADER + Error(0)) << type << "\n"
-                                                                                          << body;
+        EXPECT_EQ(answer.output, "Status: " + status + "\r\n" + REPORT_HEADER + Error(0)) << type << "\n" << body;
         EXPECT_EQ(answer.log, std::vector<std::string>{"request refused: " + status});
     }
     EXPECT_FALSE(std::filesystem::exists(ETC + "/menu_x.xml"));
@@ -202,9 +199,8 @@ TEST_F(RequestTest, MultipartFieldsComeWhole) {
         {Part(FIELD, "-- XX\r\n-XX\r\n--X\r\n") + close, "", "-- XX\r\n-XX\r\n--X\r\n"},
         {close + "\r\n", "&content=query", "query"},
     };
-    for (const char* type :
-         {"multipart/form-data; boundary=XX", "Multipart/Form-Data;charset=x; Boundary=\"XX\"; y=z",
-          "multipart/form-data; a=\";\"; boundary=XX ; y"}) {
+    for (const char* type : {"multipart/form-data; boundary=XX", "Multipart/Form-Data;charset=x; Boundary=\"XX\"; y=z",
+             "multipart/form-data; a=\";\"; boundary=XX ; y"}) {
         for (const auto& [body, query, value] : cases) {
             EXPECT_EQ(ContentOf(body, type, query), value) << type << "\n" << body;
         }

@@ -180,8 +180,7 @@ TEST_F(SettingsFileTest, AKilledWriterLeavesAWholeFile) {
         kill(writer, SIGKILL);
         waitpid(writer, nullptr, 0);
         const std::string content = ReadAll(SETTINGS);
-        ASSERT_TRUE(content == rest + "key=\"" + values[0] + "\"\n" ||
-                    content == rest + "key=\"" + values[1] + "\"\n");
+        ASSERT_TRUE(content == rest + "key=\"" + values[0] + "\"\n" || content == rest + "key=\"" + values[1] + "\"\n");
     }
     EXPECT_EQ(Set("after"), 0);
     EXPECT_EQ(Value(), "after");

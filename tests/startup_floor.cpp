@@ -9,7 +9,7 @@ int main() {
     Json::Value& data = report["data"];
     data["albumartlist"] = "cover.jpg;Cover.jpg;COVER.jpg;folder.jpg;Folder.jpg;FOLDER.jpg";
     for (const char* on : {"cmzalbumart", "ebdvideoinfo", "enableradio", "integrateKinovo", "kinovo_enabled",
-                           "sendthumb", "support_kinovo"}) {
+             "sendthumb", "support_kinovo"}) {
         data[on] = false;
     }
     data["musicdisplayinfo"] = "title";

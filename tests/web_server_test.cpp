@@ -34,8 +34,7 @@ std::string LineAfter(const std::string& text, const std::string& start) {
     const size_t position = text.find("\n" + start);
     return position == std::string::npos
                ? ""
-               : text.substr(position + 1 + start.size(),
-                             text.find('\n', position + 1) - position - 1 - start.size());
+               : text.substr(position + 1 + start.size(), text.find('\n', position + 1) - position - 1 - start.size());
 }
 
 class WebServerTest : public testing::Test {
@@ -43,8 +42,8 @@ class WebServerTest : public testing::Test {
     void SetUp() override {
         box_ = fork();
         if (box_ == 0) {
-            const std::string command = SOURCE_DIRECTORY
-                                        "/demo/appliance.sh --fresh --build " BINARY_DIRECTORY " --port " +
+            const std::string command = SOURCE_DIRECTORY "/demo/appliance.sh --fresh --build " BINARY_DIRECTORY
+                                                         " --port " +
                                         std::to_string(FreePort()) + " > " + OUTPUT + " 2>&1";
             execl("/bin/bash", "bash", "-c", ("exec " + command).c_str(), nullptr);
             _exit(127);
@@ -84,9 +83,7 @@ TEST_F(WebServerTest, ServesTheWholeSystem) {
     EXPECT_TRUE(Curl(login_ + " --get " + load).ends_with("403"));
     EXPECT_TRUE(Curl(login_ + " " + load).ends_with("\"success\":true}\n200"));
 
-    const auto saves = [&](const std::string& settings) {
-        return Post("action=save_browsing_page&" + settings);
-    };
+    const auto saves = [&](const std::string& settings) { return Post("action=save_browsing_page&" + settings); };
     const auto daemon = [&] { return ReadAll(ROOT + "/var/run/dms.pid"); };
     const auto timesRead = [&] { return Shell("cat " + ROOT + "/var/log/dms.log | grep -c settings:"); };
     const std::string saved = std::string(SAVED) + "200";
@@ -106,9 +103,9 @@ TEST_F(WebServerTest, ServesTheWholeSystem) {
     EXPECT_NE(ReadAll(OUTPUT).find("event 0x11B00513 2 1 \"title\""), std::string::npos);
 
     const std::string archive = BINARY_DIRECTORY "/downloaded.tgz";
-    EXPECT_EQ(Shell("curl -s --noproxy '*' -D - -o " + archive + " " + login_ + " -d action=downloadlog " +
-                    url_ + " | grep -ci '^content-disposition: attachment; filename=dms.dmslog'"),
-              "1\n");
+    EXPECT_EQ(Shell("curl -s --noproxy '*' -D - -o " + archive + " " + login_ + " -d action=downloadlog " + url_ +
+                    " | grep -ci '^content-disposition: attachment; filename=dms.dmslog'"),
+        "1\n");
     EXPECT_NE(Shell("tar xzOf " + archive + " dms.log"), "");
 
     EXPECT_NE(Post("action=loadCollection").find("\"id\":\"-1\""), std::string::npos);
