@@ -1,5 +1,5 @@
 // The list of the network's interfaces: those of a network made for the test, and the host's own.
-#include "platform/network.h"
+#include "platform/system_library.h"
 
 #include <net/if.h>
 #include <net/if_arp.h>

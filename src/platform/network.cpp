@@ -1,4 +1,4 @@
-#include "platform/network.h"
+#include "platform/system_library.h"
 
 #include <arpa/inet.h>
 #include <net/if.h>
@@ -13,7 +13,6 @@
 #include <string>
 
 #include "platform/file_io.h"
-#include "platform/system_library.h"
 
 namespace {
 

@@ -1,5 +1,3 @@
-#include "platform/system_configuration.h"
-
 #include "platform/system_library.h"
 
 namespace {

@@ -1,8 +1,7 @@
-// The system library: key/value files, programs and signals, the event log, the network and the users.
+// The system library: key/value files, the event log, programs and signals, the network and the users.
 #pragma once
 
-#include <sys/types.h>
-
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -85,3 +84,50 @@ void RunShell(const char* command);
 // Sends `signal` to the process whose number stands in `pidFile`: digits, then nothing but white space. A
 // number below 2 would mean a process group or init and is refused. Returns 0, or -1 when nothing was sent.
 int VLIBCProcSignalByPidFile(const char* pidFile, int signal);
+
+// --- System configuration ----------------------------------------------------------------------------------
+
+// A key/value file of the appliance.
+class VexaConf {
+  public:
+    // The value of `key`, at most 255 bytes of it; `missing` when the file has no such key.
+    std::string Def(const char* key, const char* missing) const;
+};
+
+// --- Network (netdevice(7), /sys/class/net) ----------------------------------------------------------------
+
+constexpr int INTERFACE_LIST_MAX = 32;
+
+struct VexaInterface {
+    char name[132];
+};
+
+struct VexaNetCard {
+    char reserved[30];
+    char address[42];  // IPv4, dotted; empty when the interface has none
+};
+
+// Fills up to `size` records with the Ethernet-type interfaces, wireless ones too, that are up and not
+// enslaved to a bond or a bridge, in the kernel's order; `kind` must be 2. Returns their count, or -1 with
+// the error recorded.
+int VLIBNetGetInterfaceInfo(VexaInterface* records, int size, int kind);
+
+// Fills in the card of the interface at `index` of that list; `flags` is not used. Returns 1, or -1 when
+// there is no such interface or it can't be asked.
+int VEXANetGetCard1(int index, int flags, VexaNetCard* card);
+
+// The first interface that the kernel calls wireless; the empty text, which no interface is called, without
+// one.
+const char* VEXAWirelessInterfaceGet();
+
+// --- Users (getpwnam_r(3)) ---------------------------------------------------------------------------------
+
+struct VexaUser {
+    uint32_t uid;
+};
+
+// Looks up `name` and sets `record` to a record of its own. Returns 0, or -1 with `record` as it was when
+// there is no such user.
+int VEXAUserGet(const char* name, VexaUser** record);
+
+void VEXAUserFree(VexaUser* record);

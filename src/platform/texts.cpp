@@ -1,6 +1,6 @@
 #include "platform/file_io.h"
 #include "platform/json_text.h"
-#include "platform/system_configuration.h"
+#include "platform/system_library.h"
 #include "platform/text_parser.h"
 #include "platform/web_framework.h"
 

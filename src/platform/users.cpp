@@ -1,4 +1,4 @@
-#include "platform/users.h"
+#include "platform/system_library.h"
 
 #include <pwd.h>
 

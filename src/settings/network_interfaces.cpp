@@ -9,8 +9,7 @@
 #include <string>
 
 #include "mediaserv/media_service_handler.h"
-#include "platform/network.h"
-#include "platform/system_configuration.h"
+#include "platform/system_library.h"
 #include "settings/settings_file.h"
 
 namespace {
