@@ -24,7 +24,7 @@ constexpr char ACCESS[] = "isAccess";
 constexpr unsigned int SECONDS_TO_START = 3;
 constexpr unsigned int SECONDS_TO_WRITE = 1;
 
-using ClientIndex = std::unordered_map<std::string, Json::Value*>;
+using ClientIndex = std::unordered_map<std::string_view, Json::Value*>;
 
 // An object whose clients, if it has any, are an array of objects.
 bool IsClientDocument(const Json::Value& document) {
@@ -46,37 +46,37 @@ bool IsClientDocument(const Json::Value& document) {
     return true;
 }
 
+// The bytes of a string where it stands in its document; empty for any other value.
+std::string_view View(const Json::Value& value) {
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    return value.isString() && value.getString(&begin, &end) ? std::string_view(begin, end)
+                                                             : std::string_view();
+}
+
 // Where a MAC address is stored twice the first client is found.
 ClientIndex IndexByMacAddress(Json::Value& document) {
     ClientIndex index;
     if (document.isMember(CLIENTS)) {
+        index.reserve(document[CLIENTS].size());
         for (Json::Value& client : document[CLIENTS]) {
             const Json::Value& address = static_cast<const Json::Value&>(client)[MAC_ADDRESS];
             if (address.isString()) {
-                index.emplace(address.asString(), &client);
+                index.emplace(View(address), &client);
             }
         }
     }
     return index;
 }
 
-bool IsCompleteChange(const Json::Value& change) {
-    return change.isObject() && change[MAC_ADDRESS].isString() && change[PROFILE].isString() &&
-           change[ACCESS].isBool();
-}
-
-std::string TextOf(const Json::Value& value) {
-    return value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
-}
-
 // Values are replaced, the comments that stand with them stay.
-void ApplyChange(const Json::Value& change, Json::Value& client) {
-    const Json::Value& profile = change[PROFILE];
-    if (TextOf(client[PROFILE]) != profile.asString()) {
+void ApplyChange(const Json::Value& profile, const Json::Value& access, Json::Value& client) {
+    Json::Value& stored = client[PROFILE];
+    if (View(stored) != View(profile)) {
         client[USER_PROFILE].copyPayload(profile);
     }
-    client[PROFILE].copyPayload(profile);
-    client[ACCESS].copyPayload(change[ACCESS]);
+    stored.copyPayload(profile);
+    client[ACCESS].copyPayload(access);
 }
 
 void ApplyChanges(const Json::Value& changes, Json::Value& document) {
@@ -85,11 +85,17 @@ void ApplyChanges(const Json::Value& changes, Json::Value& document) {
     }
     const ClientIndex index = IndexByMacAddress(document);
     for (const Json::Value& change : changes) {
-        if (!IsCompleteChange(change)) {
+        if (!change.isObject()) {
             continue;
         }
-        if (const auto client = index.find(change[MAC_ADDRESS].asString()); client != index.end()) {
-            ApplyChange(change, *client->second);
+        const Json::Value& address = change[MAC_ADDRESS];
+        const Json::Value& profile = change[PROFILE];
+        const Json::Value& access = change[ACCESS];
+        if (!address.isString() || !profile.isString() || !access.isBool()) {
+            continue;
+        }
+        if (const auto client = index.find(View(address)); client != index.end()) {
+            ApplyChange(profile, access, *client->second);
         }
     }
 }

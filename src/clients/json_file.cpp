@@ -1,38 +1,26 @@
 #include "clients/json_file.h"
 
+#include <fcntl.h>
 #include <json/writer.h>
 #include <syslog.h>
 
-#include <array>
 #include <fstream>
 #include <string>
 
 #include "mediaserv/media_service_handler.h"
+#include "platform/file_io.h"
 #include "platform/json_text.h"
 
-namespace {
-
-// By read(), which marks the stream when reading fails, of a directory say; other ways throw.
-std::string ReadToEnd(std::ifstream& stream) {
-    std::string text;
-    std::array<char, 16U << 10U> piece;
-    do {
-        stream.read(piece.data(), piece.size());
-        text.append(piece.data(), static_cast<size_t>(stream.gcount()));
-    } while (stream.good());
-    return text;
-}
-
-}  // namespace
-
 bool MediaServiceHandler::GetJsonFromFile(const char* path, Json::Value& value) {
-    std::ifstream stream(path);
-    if (!stream.is_open()) {
+    // Not to wait for a writer where a FIFO lies in the file's place.
+    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!file.IsOpen()) {
         syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::GetJsonFromFile - %s could not open", SOURCE_NAME,
                1579, path);
         return false;
     }
-    if (!ParseJson(ReadToEnd(stream), value)) {
+    std::string text;
+    if (!ReadToEnd(file.Get(), text) || !ParseJson(text, value)) {
         syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::GetJsonFromFile - Json::Reader::parse failed",
                SOURCE_NAME, 1584);
         return false;

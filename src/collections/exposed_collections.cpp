@@ -28,7 +28,7 @@ struct SpecialCollection {
 constexpr SpecialCollection SPECIAL_COLLECTIONS[] = {{"vexa_favorite", "-1"}, {"vexa_watchlist", "-2"}};
 
 // A submitted list is stored two objects deep; one nested to the limit would make the file unreadable.
-constexpr int MAX_EXPOSED_DEPTH = MAX_JSON_DEPTH - 2;
+constexpr size_t MAX_EXPOSED_DEPTH = MAX_JSON_DEPTH - 2;
 
 using Ids = std::unordered_set<std::string>;
 

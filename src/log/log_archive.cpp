@@ -2,7 +2,6 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
@@ -36,14 +35,6 @@ void WriteDiagnostics() {
 
 void RemoveDiagnostics() { RunShell(CLEAN_UP_COMMAND); }
 
-// tar and its compressor end quietly when nobody reads them any more, as they would in a shell.
-FILE* OpenArchive() {
-    signal(SIGPIPE, SIG_DFL);
-    FILE* archive = popen(ARCHIVE_COMMAND, "re");
-    signal(SIGPIPE, SIG_IGN);
-    return archive;
-}
-
 }  // namespace
 
 void MediaServiceHandler::DownloadLog() {
@@ -53,7 +44,7 @@ void MediaServiceHandler::DownloadLog() {
         RemoveDiagnostics();
         return;
     }
-    FILE* archive = OpenArchive();
+    FILE* archive = popen(ARCHIVE_COMMAND, "re");
     if (archive == nullptr) {
         syslog(LOG_ERR, "%s:%d Failed to open pipe %s", SOURCE_NAME, 953, ARCHIVE_COMMAND);
         Fail(954);

@@ -18,8 +18,9 @@ bool NamesLanguageDirectory(const std::string& code) {
 Json::Value TextsOf(const Json::Value& section) {
     Json::Value texts(Json::objectValue);
     for (const std::string& key : section.getMemberNames()) {
-        if (section[key].isConvertibleTo(Json::stringValue)) {
-            texts[key] = section[key].asString();
+        const Json::Value& text = section[key];
+        if (!text.isNull() && text.isConvertibleTo(Json::stringValue)) {
+            texts[key] = text.asString();
         }
     }
     return texts;

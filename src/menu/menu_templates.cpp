@@ -1,4 +1,5 @@
 // The daemon's menu templates: opaque bytes to this system, one file each.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <syslog.h>
 
@@ -24,6 +25,12 @@ bool IsTemplateName(const char* name) {
 
 std::string TemplatePath(const char* name) {
     return std::string(APPLIANCE_ROOT "/var/packages/Dalmira/etc/menu_") + name + ".xml";
+}
+
+// Not to wait for the other end where a FIFO lies in the template's place.
+FILE* OpenTemplate(const std::string& path, int flags, const char* mode) {
+    const int file = open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666);
+    return file < 0 ? nullptr : fdopen(file, mode);
 }
 
 void LogFailure(const char* format, int line, const std::string& subject) {
@@ -64,7 +71,7 @@ void MediaServiceHandler::LoadMenu() {
         return;
     }
     const std::string path = TemplatePath(name);
-    FILE* file = fopen(path.c_str(), "re");
+    FILE* file = OpenTemplate(path, O_RDONLY, "r");
     if (file == nullptr) {
         LogFailure(CANT_OPEN, 1008, path);
         WriteSuccess(false);
@@ -91,7 +98,7 @@ void MediaServiceHandler::SaveMenu() {
         return;
     }
     const std::string path = TemplatePath(name);
-    FILE* file = fopen(path.c_str(), "we");
+    FILE* file = OpenTemplate(path, O_WRONLY | O_CREAT | O_TRUNC, "w");
     if (file == nullptr) {
         LogFailure(CANT_OPEN, 1153, path);
         WriteSuccess(false);

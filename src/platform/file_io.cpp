@@ -13,6 +13,21 @@ Descriptor::~Descriptor() {
     }
 }
 
+bool ReadToEnd(int descriptor, std::string& content) {
+    content.clear();
+    std::array<char, 16U << 10U> piece;
+    for (;;) {
+        const ssize_t count = read(descriptor, piece.data(), piece.size());
+        if (count > 0) {
+            content.append(piece.data(), static_cast<size_t>(count));
+        } else if (count == 0) {
+            return true;
+        } else if (errno != EINTR) {
+            return false;
+        }
+    }
+}
+
 bool ReadFile(const char* path, std::string& content) {
     // Not to wait for a writer where a FIFO lies in the file's place.
     const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
@@ -24,18 +39,7 @@ bool ReadFile(const char* path, std::string& content) {
         errno = EINVAL;
         return false;
     }
-    content.clear();
-    std::array<char, 16U << 10U> piece;
-    for (;;) {
-        const ssize_t count = read(file.Get(), piece.data(), piece.size());
-        if (count > 0) {
-            content.append(piece.data(), static_cast<size_t>(count));
-        } else if (count == 0) {
-            return true;
-        } else if (errno != EINTR) {
-            return false;
-        }
-    }
+    return ReadToEnd(file.Get(), content);
 }
 
 bool WriteAll(int descriptor, std::string_view content) {

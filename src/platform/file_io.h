@@ -18,6 +18,9 @@ class Descriptor {
     int number_;
 };
 
+// read(2) to the end; false with errno set when it fails, with what came before in `content`.
+bool ReadToEnd(int descriptor, std::string& content);
+
 // Reads the regular file at `path` to its end. False with errno set when it can't be opened or read, or is of
 // another kind (EINVAL).
 bool ReadFile(const char* path, std::string& content);

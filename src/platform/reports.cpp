@@ -1,7 +1,6 @@
-#include <json/writer.h>
-
 #include <utility>
 
+#include "platform/json_text.h"
 #include "platform/web_framework.h"
 
 namespace {
@@ -16,11 +15,7 @@ void WebMan::WriteHeader(const char* contentType) {
 }
 
 void WebMan::WriteBody(Json::Value& body) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    // Comments kept from a file would make the answer unreadable for the page.
-    builder["commentStyle"] = "None";
-    puts(Json::writeString(builder, body).c_str());
+    fputs(FormatJsonLine(body).c_str(), stdout);
     fflush(stdout);
 }
 
