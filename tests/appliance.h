@@ -12,25 +12,26 @@
 #include <vector>
 
 using Fields = std::vector<std::pair<std::string, std::string>>;
+using Strings = std::vector<std::string>;
 
 struct Request {
     std::map<std::string, std::string> environment;  // the CGI variables
     std::string body;
-    std::function<void()> beforeExec = [] {};      // in the program's process
-    std::function<void(pid_t)> whileRunning = {};  // in this one, once the program runs
+    std::function<void()> beforeExec = [] {};               // in the program's process
+    std::function<void(pid_t)> whileRunning = [](auto) {};  // in this one, once the program runs
 };
 
 struct Answer {
     int exitStatus = -1;  // -1 when it was killed
     std::string output;
-    std::string header;            // up to and with the empty line
-    std::string body;              // behind it
-    std::vector<std::string> log;  // lines of standard error, without "mediaserv: "
-    double seconds = 0;            // until both outputs were closed
+    std::string header;  // up to and with the empty line
+    std::string body;    // behind it
+    Strings log;         // lines of standard error, without "mediaserv: "
+    double seconds = 0;  // until both outputs were closed
     long peakKilobytes = 0;
 
     Json::Value Json() const;
-    std::vector<std::string> Events() const;  // code and first text, "0x11B00508" or "0x11B00513 artist"
+    Strings Events() const;  // code and first text, "0x11B00508" or "0x11B00513 artist"
     bool Logged(const std::string& part) const;
 };
 
@@ -41,7 +42,6 @@ constexpr char SAVED[] = "{\"data\":{},\"success\":true}\n";
 // The framework's error report.
 std::string Error(int line);
 
-std::string UrlEncode(const std::string& text);
 Request PostRequest(const std::string& action, const Fields& fields = {});
 Answer RunProgram(const std::string& program, const Request& request);
 
@@ -51,32 +51,30 @@ void WriteProgram(const std::string& path, const std::string& script);
 
 class Appliance : public testing::Test {
   protected:
-    static const std::string ROOT;
-    static const std::string ETC;       // the package's settings directory
-    static const std::string SETTINGS;  // the settings file
-    static const std::string SCRIPT;    // the control script
+    static inline const std::string ROOT = APPLIANCE_ROOT;
+    static inline const std::string ETC = ROOT + "/var/packages/Dalmira/etc";  // the package's settings directory
+    static inline const std::string SETTINGS = ETC + "/dmsinfo.conf";
+    static inline const std::string SCRIPT = ROOT + "/var/packages/Dalmira/target/scripts/S86vexadms.sh";
 
     Appliance();
-    ~Appliance() override;
 
     static Answer Send(const Request& request);
-    static Answer Post(const std::string& action, const Fields& fields = {}) {
-        return Send(PostRequest(action, fields));
-    }
+    static Answer Post(const std::string& action, const Fields& fields = {});
 
     // What the control script was run with, in order; "start STATUS" with the variable of a start.
-    static std::vector<std::string> ScriptCalls();
+    static Strings ScriptCalls();
     static void LetScriptFail();
     // The settings file as it was when the control script was last run.
     static std::string SettingsAtScript();
 
-    // The signals that reached the daemon since the last call.
-    std::vector<int> Signals() const;
+    // The signals that reached the daemon, which is this process, since the last call.
+    static std::vector<int> Signals();
+
+    // Saves a page: the answer's body, the settings file afterwards, and what was done besides: events, calls of
+    // the control script, "reload" for the daemon's signal.
+    static void ExpectSave(const std::string& page, const Fields& fields, const std::string& body,
+        const std::string& settings, const Strings& done);
 
     // Lets every write of a file fail in a request, as on a full disk.
     static Request OnFullDisk(Request request);
-
-  private:
-    pid_t daemon_ = -1;
-    int signals_ = -1;
 };

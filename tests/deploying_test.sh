@@ -9,12 +9,7 @@ work=$(mktemp -d)
 servers=()
 failures=0
 
-finish() {
-  ((${#servers[@]} == 0)) || kill "${servers[@]}" 2>/dev/null || true
-  wait
-  rm -rf "$work"
-}
-trap finish EXIT
+trap 'kill "${servers[@]}" 2>/dev/null || true; wait; rm -rf "$work"' EXIT
 trap 'exit 1' INT TERM HUP
 
 # The document's code block in the given language.
@@ -36,21 +31,15 @@ expect() {
   local server=$1 what=$2 pattern=$3 answer
   shift 3
   answer=$(curl --silent --noproxy '*' --max-time 60 --write-out '\n%{http_code}' "$@" "$url" | tr '\n' ' ')
-  if [[ $answer =~ $pattern ]]; then
-    echo "ok: $server, $what"
-  else
-    echo "FAILED: $server, $what: no '$pattern' in '$answer'"
-    failures=$((failures + 1))
-  fi
+  [[ $answer =~ $pattern ]] && echo "ok: $server, $what" && return
+  echo "FAILED: $server, $what: no '$pattern' in '$answer'"
+  failures=$((failures + 1))
 }
 
 check() {
   local server=$1 login=(--user demo:secret) load=(--data action=load_browsing_page)
   url=http://127.0.0.1:$2/cgi-bin/mediaserv
-  for ((tenths = 0; tenths < 100; tenths++)); do
-    curl --silent --noproxy '*' --output /dev/null "$url" && break
-    sleep 0.1
-  done
+  curl --silent --noproxy '*' --output /dev/null --retry 100 --retry-delay 1 --retry-connrefused "$url" || true
   expect "$server" 'no password' ' 401 ?$' "${load[@]}"
   expect "$server" 'wrong password' ' 401 ?$' --user demo:wrong "${load[@]}"
   expect "$server" 'GET' ' 40[35] ?$' "${login[@]}" --get "${load[@]}"
@@ -110,7 +99,4 @@ servers+=($!)
 servers+=($!)
 check nginx "$port"
 
-if ((failures)); then
-  tail -n 20 "$work"/*.log
-  exit 1
-fi
+((failures == 0)) || { tail -n 20 "$work"/*.log; exit 1; }

@@ -5,23 +5,25 @@ namespace {
 
 // In the order of writing.
 const struct {
-    const char *field, *key;
-    int yesLine, noLine;
+    std::string field, key;
+    int yesLine, noLine;  // of a failure
     bool isFormat = false;
-    const char *onEvent = nullptr, *offEvent = nullptr;
+    Strings onEvents = {"0x11B00508"}, offEvents = onEvents;
 } SWITCHES[] = {
-    {"flactranscoding", "flactranscoding_mediaservice", 773, 778, true},
-    {"aactranscoding", "aactranscoding_mediaservice", 790, 795, true},
-    {"oggtranscoding", "oggtranscoding_mediaservice", 807, 812, true},
-    {"aifftranscoding", "aifftranscoding_mediaservice", 824, 829, true},
-    {"downsample_audio_transcoding", "downsample_audiotranscoding_mediaservice", 841, 846},
-    {"disable_access_right", "disable_access_right_mediaservice", 856, 856},
-    {"cmzmimetype", "cmzmimetype_mediaservice", 865, 871, false, "0x11B00519", "0x11B00520"},
-    {"videotranscoding", "videotranscoding_mediaservice", 892, 892},
+    {"flactranscoding", "flactranscoding", 773, 778, true},
+    {"aactranscoding", "aactranscoding", 790, 795, true},
+    {"oggtranscoding", "oggtranscoding", 807, 812, true},
+    {"aifftranscoding", "aifftranscoding", 824, 829, true},
+    {"downsample_audio_transcoding", "downsample_audiotranscoding", 841, 846},
+    {"disable_access_right", "disable_access_right", 856, 856},
+    {"cmzmimetype", "cmzmimetype", 865, 871, false, {"0x11B00519", "0x11B00508"}, {"0x11B00520", "0x11B00508"}},
+    {"videotranscoding", "videotranscoding", 892, 892},
 };
 
+std::string Line(const std::string& key, const std::string& value) { return key + "_mediaservice=\"" + value + "\"\n"; }
+
 std::string Lists(const std::string& types, const std::string& extensions) {
-    return "mimetype_mediaservice=\"" + types + "\"\nvte_fileext_mediaservice=\"" + extensions + "\"\n";
+    return Line("mimetype", types) + Line("vte_fileext", extensions);
 }
 
 const std::string DEFAULTS = Lists("avi=video/x-ms-video,wav=audio/x-wav", "rm;rmvb;mkv");
@@ -31,26 +33,22 @@ class DmaPageTest : public Appliance {};
 TEST_F(DmaPageTest, EachSwitchIsSavedAndShown) {
     const Answer unset = Post("load_dma_page");
     EXPECT_EQ(unset.body,
-        R"({"data":{"aactranscoding":false,"aifftranscoding":false,"cmzmimetype":false,)"
-        R"("disable_access_right":false,"downsample_audio_transcoding":false,"flactranscoding":false,)"
-        R"("mimetypelist":"avi=video/x-ms-video,wav=audio/x-wav","oggtranscoding":false,)"
-        R"("opttranscoding":false,"support_video_transcoding":false,"videoextlist":"rm;rmvb;mkv",)"
-        R"("videotranscoding":false},"success":true})"
+        R"({"data":{"aactranscoding":false,"aifftranscoding":false,"cmzmimetype":false,"disable_access_right":false,)"
+        R"("downsample_audio_transcoding":false,"flactranscoding":false,)"
+        R"("mimetypelist":"avi=video/x-ms-video,wav=audio/x-wav","oggtranscoding":false,"opttranscoding":false,)"
+        R"("support_video_transcoding":false,"videoextlist":"rm;rmvb;mkv","videotranscoding":false},"success":true})"
         "\n");
     for (const auto& row : SWITCHES) {
         WriteAll(SETTINGS, DEFAULTS);
         for (const bool on : {true, false}) {
-            const Request save = PostRequest("save_dma_page", {{row.field, on ? "TRUE" : "yes"}});
-            EXPECT_EQ(Send(OnFullDisk(save)).body, Error(on ? row.yesLine : row.noLine));
-            const Answer answer = Send(save);
-            EXPECT_EQ(answer.body, SAVED);
-            EXPECT_EQ(ReadAll(SETTINGS), DEFAULTS + row.key + (on ? "=\"yes\"\n" : "=\"no\"\n"));
-            const char* event = on ? row.onEvent : row.offEvent;
-            EXPECT_EQ(answer.Events().size(), event == nullptr ? 1U : 2U);
-            EXPECT_EQ(answer.Events().front(), event == nullptr ? "0x11B00508" : event);
+            const Fields fields = {{row.field, on ? "TRUE" : "yes"}};
+            const Request onFullDisk = OnFullDisk(PostRequest("save_dma_page", fields));
+            EXPECT_EQ(Send(onFullDisk).body, Error(on ? row.yesLine : row.noLine));
+            Strings done = on ? row.onEvents : row.offEvents;
+            done.emplace_back("restart");
+            ExpectSave("dma", fields, SAVED, DEFAULTS + Line(row.key, on ? "yes" : "no"), done);
             // What is stored isn't written again: there would be no room.
-            EXPECT_EQ(Send(OnFullDisk(save)).body, SAVED);
-            EXPECT_EQ(ScriptCalls(), std::vector<std::string>{"restart"}) << row.field;
+            EXPECT_EQ(Send(onFullDisk).body, SAVED);
             Json::Value shown = unset.Json()["data"];
             shown[row.field] = on;
             shown["opttranscoding"] = on && row.isFormat;
@@ -60,29 +58,30 @@ TEST_F(DmaPageTest, EachSwitchIsSavedAndShown) {
 }
 
 TEST_F(DmaPageTest, ListsFollowTheirSwitch) {
-    const std::string on = "cmzmimetype_mediaservice=\"yes\"\nvideotranscoding_mediaservice=\"yes\"\n";
-    const std::string off = "cmzmimetype_mediaservice=\"no\"\nvideotranscoding_mediaservice=\"no\"\n";
+    const std::string on = Line("cmzmimetype", "yes") + Line("videotranscoding", "yes");
+    const std::string off = Line("cmzmimetype", "no") + Line("videotranscoding", "no");
     const std::string stored = Lists("a=b", "ts");
-    const std::string cut = Lists(std::string(255, 'm'), std::string(255, 'v'));
+    const std::string m(255, 'm');
+    const Strings restarted = {"0x11B00508", "restart"};
+    const Strings listed = {"0x11B00521", "0x11B00508", "restart"};
     const struct {
-        std::string before, sent, types, extensions, after, body = SAVED;
+        std::string before, sent, types, extensions, after;
+        Strings done;
+        std::string body = SAVED;
     } cases[] = {
-        {on + stored, "true", "", "", on + DEFAULTS},
-        {on, "true", "", "", on + DEFAULTS},
-        {on + stored, "true", "a=b", "TS", on + Lists("a=b", "TS")},
-        {on, "true", std::string(300, 'm'), std::string(300, 'v'), on + cut},
-        {off + stored, "false", "c=d", "mkv", off + stored},
-        {on + stored, "false", "c=d", "mkv", off + stored},
-        {on + stored, "true", "c=d", "mk\nv", on + Lists("c=d", "ts"), Error(900)},
-        {on + stored, "true", "c\nd", "mkv", on + stored, Error(882)},
+        {on + stored, "true", "", "", on + DEFAULTS, listed},
+        {on, "true", "", "", on + DEFAULTS, listed},
+        {on + stored, "true", "a=b", "TS", on + Lists("a=b", "TS"), restarted},
+        {on, "true", m + "more", m + "more", on + Lists(m, m), listed},
+        {off + stored, "false", "c=d", "mkv", off + stored, {}},
+        {on + stored, "false", "c=d", "mkv", off + stored, {"0x11B00520", "0x11B00508", "restart"}},
+        {on + stored, "true", "c=d", "mk\nv", on + Lists("c=d", "ts"), {"0x11B00521"}, Error(900)},
+        {on + stored, "true", "c\nd", "mkv", on + stored, {}, Error(882)},
     };
-    for (const auto& [before, sent, types, extensions, after, body] : cases) {
+    for (const auto& [before, sent, types, extensions, after, done, body] : cases) {
         WriteAll(SETTINGS, before);
-        Fields fields = {{"mimetypelist", types}, {"videoextlist", extensions}};
-        fields.insert(fields.end(), {{"cmzmimetype", sent}, {"videotranscoding", sent}});
-        EXPECT_EQ(Post("save_dma_page", fields).body, body);
-        EXPECT_EQ(ReadAll(SETTINGS), after);
-        EXPECT_EQ(ScriptCalls().size(), body == SAVED && before != after ? 1U : 0U) << before;
+        const Fields lists = {{"mimetypelist", types}, {"videoextlist", extensions}};
+        ExpectSave("dma", {{"cmzmimetype", sent}, {"videotranscoding", sent}, lists[0], lists[1]}, body, after, done);
     }
 }
 
@@ -91,19 +90,14 @@ TEST_F(DmaPageTest, EverythingIsWrittenInOrderAndThenRestarted) {
     std::string stored;
     for (const auto& row : SWITCHES) {
         all.emplace_back(row.field, "true");
-        stored += row.key + std::string("=\"yes\"\n");
-        stored += row.onEvent == nullptr ? "" : "mimetype_mediaservice=\"a=b\"\n";
+        stored += Line(row.key, "yes") + (row.key == "cmzmimetype" ? Line("mimetype", "a=b") : "");
     }
-    const Answer answer = Post("save_dma_page", all);
-    EXPECT_EQ(answer.body, SAVED);
-    EXPECT_EQ(answer.Events(), (std::vector<std::string>{"0x11B00519", "0x11B00521", "0x11B00508"}));
-    EXPECT_EQ(SettingsAtScript(), stored + "vte_fileext_mediaservice=\"ts\"\n");
-    EXPECT_EQ(Signals(), std::vector<int>{});
+    stored += Line("vte_fileext", "ts");
+    ExpectSave("dma", all, SAVED, stored, {"0x11B00519", "0x11B00521", "0x11B00508", "restart"});
+    EXPECT_EQ(SettingsAtScript(), stored);
     LetScriptFail();
-    const Answer failed = Post("save_dma_page", {{"cmzmimetype", "false"}});
-    EXPECT_EQ(failed.body, Error(908));
-    EXPECT_EQ(failed.Events(), std::vector<std::string>{"0x11B00520"});
-    EXPECT_EQ(ReadAll(SETTINGS).find("yes"), std::string::npos);
+    WriteAll(SETTINGS, Line("cmzmimetype", "yes"));
+    ExpectSave("dma", {}, Error(908), Line("cmzmimetype", "no"), {"0x11B00520", "restart"});
 }
 
 }  // namespace

@@ -13,36 +13,35 @@ std::string Stored(
 
 class GeneralPageTest : public Appliance {};
 
-TEST_F(GeneralPageTest, SaveAndLoadTakeTextsByTheirRules) {
-    const std::string stored = Stored("", "a", "b", "c");
-    const std::string longer(40, 'l');
-    const std::string longest = Stored("", longer.substr(9), longer.substr(9), longer.substr(9));
+TEST_F(GeneralPageTest, TextsAreSavedByTheirRules) {
+    const std::string cut(31, 'l');
+    const std::string longer = cut + "more";
+    const Strings restarted = {"0x11B00508", "restart"};
+    const Strings styled = {"0x11B00507 simple", "0x11B00508", "restart"};
     const struct {
         std::string before;
         Fields fields;
         std::string after;
-        size_t events = 0;
+        Strings done = {};
     } cases[] = {
         // What was not sent counts as stored; only the expiry counts as empty.
         {Stored("920", "a", "b", "c"), {{"ssdp_advr", "920"}}, Stored("920", "a", "b", "c")},
-        {Stored("920", "a", "b", "c"), {}, stored, 1},
-        {Stored("920", "a", "b", "c"), {{"ssdp_advr", ""}}, stored, 1},
-        {Stored("", "a", "", "c"), {}, Stored("", "a", "simple", "c"), 2},
-        {"", {}, "menustyle_mediaservice=\"simple\"\n", 2},
-        {stored, {{"templatetype", ""}}, Stored("", "a", "simple", "c"), 2},
-        {Stored("", "a", "simple", "c"), {{"templatetype", ""}}, Stored("", "a", "simple", "c")},
+        {Stored("920", "a", "b", "c"), {}, Stored("", "a", "b", "c"), restarted},
+        {"", {}, "menustyle_mediaservice=\"simple\"\n", styled},
+        {Stored("", "a", "b", "c"), {{"templatetype", ""}}, Stored("", "a", "simple", "c"), styled},
         // Sent and empty is a text like any other.
-        {stored, {{"language", ""}, {"dmsInterface", ""}}, Stored("", "", "b", ""), 2},
-        {stored, {{"language", "A"}, {"templatetype", "B"}}, Stored("", "A", "B", "c"), 3},
-        {longest, {{"language", longer}, {"templatetype", longer}, {"dmsInterface", longer}}, longest},
+        {Stored("", "a", "simple", "c"), {{"templatetype", ""}, {"dmsInterface", ""}}, Stored("", "a", "simple", ""),
+            restarted},
+        {Stored("", "a", "b", "c"), {{"language", ""}}, Stored("", "", "b", "c"),
+            {"0x11B00505 language_", "0x11B00508", "restart"}},
+        {Stored("", "a", "B", "c"), {{"language", "A"}, {"templatetype", "b"}}, Stored("", "A", "b", "c"),
+            {"0x11B00505 language_A", "0x11B00507 b", "0x11B00508", "restart"}},
+        {Stored("", cut, cut, cut), {{"language", longer}, {"templatetype", longer}, {"dmsInterface", longer}},
+            Stored("", cut, cut, cut)},
     };
-    for (const auto& [before, fields, after, events] : cases) {
+    for (const auto& [before, fields, after, done] : cases) {
         WriteAll(SETTINGS, before);
-        const Answer answer = Post("save_general_page", fields);
-        EXPECT_EQ(answer.body, SAVED);
-        EXPECT_EQ(ReadAll(SETTINGS), after);
-        EXPECT_EQ(answer.Events().size(), events) << after;
-        EXPECT_EQ(ScriptCalls().size(), events > 0 ? 1U : 0U) << after;
+        ExpectSave("general", fields, SAVED, after, done);
     }
     // An expiry as it is sent, stored and shown.
     std::istringstream expiries(
@@ -51,16 +50,19 @@ TEST_F(GeneralPageTest, SaveAndLoadTakeTextsByTheirRules) {
     Json::Int64 shown = 0;
     for (std::string sent, written; expiries >> sent >> written >> shown;) {
         WriteAll(SETTINGS, Stored("920", "a", "b", "c"));
-        EXPECT_EQ(Post("save_general_page", {{"ssdp_advr", sent}}).body, SAVED);
-        EXPECT_EQ(ReadAll(SETTINGS), Stored(written, "a", "b", "c"));
+        ExpectSave("general", {{"ssdp_advr", sent}}, SAVED, Stored(written, "a", "b", "c"), restarted);
         EXPECT_EQ(Post("load_general_page").Json()["data"]["ssdp_advr"], Json::Value(shown));
     }
-    for (const std::string& style : {std::string("simple"), std::string(31, 'l')}) {
-        WriteAll(SETTINGS, style == "simple" ? "" : Stored("abc", longer, longer, ""));
+}
+
+TEST_F(GeneralPageTest, Loads) {
+    const std::string cut(31, 'l');
+    for (const std::string& language : {std::string("enu"), cut}) {
+        WriteAll(SETTINGS, language == "enu" ? "" : Stored("abc", cut + "more", cut + "more", ""));
         const Json::Value data = Post("load_general_page").Json()["data"];
-        EXPECT_EQ(data["templatetype"], style);
-        EXPECT_EQ(data["language"], style == "simple" ? "enu" : style);
-        EXPECT_EQ(data["ssdp_advr"], style == "simple" ? 920 : 0);
+        EXPECT_EQ(data["templatetype"], language == "enu" ? "simple" : cut);
+        EXPECT_EQ(data["language"], language);
+        EXPECT_EQ(data["ssdp_advr"], language == "enu" ? 920 : 0);
     }
 }
 
@@ -83,32 +85,32 @@ TEST_F(GeneralPageTest, LanguageEventHasTheDisplayTextOfTheUi) {
 }
 
 TEST_F(GeneralPageTest, EverythingIsWrittenInOrderUntilOneFails) {
-    const Fields good = {{"ssdp_advr", "60"}, {"language", "fre"}, {"templatetype", "list"}, {"dmsInterface", "eth7"}};
-    const std::vector<std::string> events = {"0x11B00505 language_fre", "0x11B00507 list", "0x11B00508"};
-    const int failedLines[] = {399, 406, 417, 426};
-    const int done[] = {0, 0, 1, 2, 3};  // events
-    for (size_t i = 0; i <= good.size(); ++i) {
-        WriteAll(SETTINGS, Stored("920", "enu", "simple", "eth0"));
-        Fields fields = good;
-        if (i < good.size()) {
-            fields[i].second += "\nx";
-        }
-        const Answer answer = Post("save_general_page", fields);
-        EXPECT_EQ(answer.body, i < good.size() ? Error(failedLines[i]) : SAVED);
-        EXPECT_EQ(ReadAll(SETTINGS),
-            Stored(i > 0 ? "60" : "920", i > 1 ? "fre" : "enu", i > 2 ? "list" : "simple", i > 3 ? "eth7" : "eth0"));
-        EXPECT_EQ(answer.Events(), (std::vector<std::string>{events.begin(), events.begin() + done[i]}));
-    }
-    EXPECT_EQ(SettingsAtScript(), Stored("60", "fre", "list", "eth7"));
+    Fields fields = {{"dmsInterface", "eth7"}, {"templatetype", "list"}, {"language", "fre"}, {"ssdp_advr", "60"}};
+    const std::string all = Stored("60", "fre", "list", "eth7");
+    const Strings events = {"0x11B00505 language_fre", "0x11B00507 list"};
+    WriteAll(SETTINGS, Stored("920", "enu", "simple", "eth0"));
+    ExpectSave("general", fields, SAVED, all, {events[0], events[1], "0x11B00508", "restart"});
+    EXPECT_EQ(SettingsAtScript(), all);
     // Saved once more: nothing is written, or it would fail.
-    EXPECT_EQ(Send(OnFullDisk(PostRequest("save_general_page", good))).body, SAVED);
-    EXPECT_EQ(ScriptCalls(), std::vector<std::string>{"restart"});
+    EXPECT_EQ(Send(OnFullDisk(PostRequest("save_general_page", fields))).body, SAVED);
+    // Each in turn, from the last on, can't be stored.
+    const struct {
+        std::string after;
+        Strings done;
+        int line;
+    } failures[] = {
+        {Stored("60", "fre", "list", "eth0"), events, 426},
+        {Stored("60", "fre", "simple", "eth0"), {events[0]}, 417},
+        {Stored("60", "enu", "simple", "eth0"), {}, 406},
+        {Stored("920", "enu", "simple", "eth0"), {}, 399},
+    };
+    for (size_t i = 0; i < fields.size(); ++i) {
+        fields[i].second += "\nx";
+        WriteAll(SETTINGS, Stored("920", "enu", "simple", "eth0"));
+        ExpectSave("general", fields, Error(failures[i].line), failures[i].after, failures[i].done);
+    }
     LetScriptFail();
-    const Answer answer = Post("save_general_page", {{"ssdp_advr", "61"}});
-    EXPECT_EQ(answer.body, Error(435));
-    EXPECT_EQ(answer.log.size(), 0U);
-    EXPECT_EQ(ReadAll(SETTINGS), Stored("61", "fre", "list", "eth7"));
-    EXPECT_EQ(Signals(), std::vector<int>{});
+    ExpectSave("general", {{"ssdp_advr", "61"}}, Error(435), Stored("61", "enu", "simple", "eth0"), {"restart"});
 }
 
 }  // namespace

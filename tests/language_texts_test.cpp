@@ -12,9 +12,7 @@ class LanguageTextsTest : public Appliance {
     }
 };
 
-std::string Texts(const std::string& members) {
-    return R"({"success":true,"text":{"mediaservice":{)" + members + "}}}\n";
-}
+std::string Texts(const std::string& texts) { return R"({"success":true,"text":{"mediaservice":{)" + texts + "}}}\n"; }
 
 TEST_F(LanguageTextsTest, TheRequestThenTheSettingsChooseTheLanguage) {
     const std::string longest(31, 'l');
@@ -35,19 +33,16 @@ TEST_F(LanguageTextsTest, TheRequestThenTheSettingsChooseTheLanguage) {
 }
 
 TEST_F(LanguageTextsTest, OnlyTheTextsOfTheSectionAreHandedOut) {
-    const std::pair<std::string, std::string> cases[] = {
-        {R"({"other":{"x":"y"},"customize":{"b":"two","a":"\u00e9\"","c":""},"more":{}})",
-            Texts(R"("a":"\u00e9\"","b":"two","c":"")")},
-        {R"({"customize":{"a":7,"b":true,"c":[1],"d":{"e":"f"},"g":"text"}})",
-            Texts(R"("a":"7","b":"true","g":"text")")},
-        {R"({"customize":{}})", Texts("")}, {R"({"Customize":{"a":"b"}})", SUCCESS}, {R"({"customize":"a"})", SUCCESS},
-        {R"({"customize":["a"]})", SUCCESS}, {R"({"customize":null})", SUCCESS}, {R"(["customize"])", SUCCESS},
-        {"", SUCCESS}, {R"({"customize":{"a":"b")", SUCCESS}, {std::string(100000, '['), SUCCESS}};
+    const std::pair<std::string, std::string> cases[] = {{R"({"customize":{}})", Texts("")},
+        {R"({"other":{"x":"y"},"customize":{"b":7,"a":"\u00e9\"","c":"","d":true,"e":[1],"f":{"g":"h"}},"more":{}})",
+            Texts(R"("a":"\u00e9\"","b":"7","c":"","d":"true")")},
+        {R"({"Customize":{"a":"b"}})", SUCCESS}, {R"({"customize":"a"})", SUCCESS}, {R"({"customize":["a"]})", SUCCESS},
+        {R"(["customize"])", SUCCESS}, {"", SUCCESS}, {R"({"customize":{"a":"b")", SUCCESS},
+        {std::string(100000, '['), SUCCESS}};
     for (const auto& [content, body] : cases) {
         WriteTexts("enu", content);
         const Answer answer = Post("getdmslangtext");
-        EXPECT_EQ(answer.body, body) << content.substr(0, 60);
-        EXPECT_EQ(answer.log.size(), 0U);
+        EXPECT_TRUE(answer.body == body && answer.log.empty()) << content.substr(0, 60) << answer.body;
     }
 }
 
