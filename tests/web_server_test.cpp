@@ -98,7 +98,7 @@ TEST_F(WebServerTest, ServesTheWholeSystem) {
     const std::string archive = BINARY_DIRECTORY "/downloaded.tgz";
     EXPECT_EQ(Curl("-o " + archive + " " + login_ + " -d action=downloadlog -w '%header{content-disposition}'"),
         "attachment; filename=dms.dmslog");
-    EXPECT_NE(Shell("tar xzOf " + archive + " dms.log"), "");
+    EXPECT_EQ(Shell("tar xzOf " + archive + " dms.log"), ReadAll(APPLIANCE_ROOT "/var/log/dms.log"));
 
     EXPECT_NE(Post("action=loadCollection").find("\"id\":\"-1\""), std::string::npos);
     EXPECT_NE(Post("action=loadClientList").find("macAddr"), std::string::npos);
