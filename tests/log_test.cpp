@@ -58,10 +58,10 @@ TEST_F(LogTest, TheSwitchIsWrittenAndRestarts) {
 TEST_F(LogTest, SwitchingOnMakesTheWebLogDirectory) {
     const Request switchOn = PostRequest("applylogconf", {{"dmslog", "true"}});
     fs::remove(WEB_LOGS);
-    const mode_t mask = umask(0027);
+    const mode_t mask = umask(0002);
     EXPECT_EQ(Send(OnFullDisk(switchOn)).body, Error(1095));  // the directory stays
     umask(mask);
-    Shell("test $(stat -c %f var/log/lighttpd) = 41e8");
+    Shell("test $(stat -c %f var/log/lighttpd) = 41fd");
     Shell("test $(id -u) != 0 || test $(stat -c %u.%g var/log/lighttpd) = 1024.100");
     fs::remove(WEB_LOGS);
     WriteAll(WEB_LOGS, "what is there stays");

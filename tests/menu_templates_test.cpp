@@ -18,13 +18,14 @@ std::string TemplateHeader(uintmax_t size) {
 }
 
 TEST_F(MenuTemplatesTest, TemplatesComeBackByteForByte) {
-    std::string content;
-    for (const std::string name : {"x", "", "..", "m\xC3\xBCsic a\"b"}) {
-        WriteAll(Path(name), content);
-        EXPECT_TRUE(Post("loadmenu", {{"template", name}}).output == TemplateHeader(content.size()) + content) << name;
-        for (int i = 0; i < 8192; ++i) {
+    const std::pair<std::string, size_t> cases[] = {{"x", 0}, {"", 8192}, {"..", 8193}, {"m\xC3\xBCsic a\"b", 20000}};
+    for (const auto& [name, size] : cases) {
+        std::string content;
+        for (size_t i = 0; i < size; ++i) {
             content += static_cast<char>(i % 257);
         }
+        WriteAll(Path(name), content);
+        EXPECT_TRUE(Post("loadmenu", {{"template", name}}).output == TemplateHeader(size) + content) << name;
     }
 }
 

@@ -1,4 +1,5 @@
-// The list of the network's interfaces of a network made for the test.
+// The list of network interfaces: those of a network made for the test, and the host's own.
+#include "platform/system_library.h"
 #include "tests/appliance.h"
 
 namespace {
@@ -82,6 +83,21 @@ TEST_F(NetworkInterfacesTest, OnlyFreeInterfacesThatAreUpAreListed) {
         WriteAll(ROOT + "/etc/vexainfo.conf", "maxlanport=\"" + ports + "\"\n");
         expectNone(Load(two), "2", "mediaserv:1223 Failed to _VexaInfo.Def(maxlanport)=[" + ports + "]");
     }
+}
+
+// Without a network of its own the program lists what the host's kernel tells.
+TEST(HostInterfacesTest, AreThoseOfTheKernel) {
+    VexaInterface records[INTERFACE_LIST_MAX] = {};
+    const int count = VLIBNetGetInterfaceInfo(records, INTERFACE_LIST_MAX, 2);
+    for (int i = 0; i < count; ++i) {
+        const std::string interface = std::string("/sys/class/net/") + records[i].name;
+        EXPECT_EQ(ReadAll(interface + "/type"), "1\n") << interface;
+        EXPECT_NE(std::stoul(ReadAll(interface + "/flags"), nullptr, 16) & 1U, 0U) << interface;
+    }
+    VexaNetCard card = {};
+    EXPECT_EQ(VEXANetGetCard1(-1, 0, &card), -1);
+    EXPECT_EQ(VEXANetGetCard1(count, 0, &card), -1);
+    EXPECT_EQ(VLIBNetGetInterfaceInfo(records, INTERFACE_LIST_MAX, 1), -1);
 }
 
 }  // namespace
