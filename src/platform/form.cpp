@@ -1,7 +1,6 @@
 #include "platform/form.h"
 
 #include <cgicc/Cgicc.h>
-#include <strings.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -117,8 +116,7 @@ bool ReadStandardInput(std::string& body, size_t length) {
 }
 
 bool IsMediaType(std::string_view contentType, std::string_view type) {
-    const std::string_view essence = contentType.substr(0, contentType.find_first_of("; \t"));
-    return essence.size() == type.size() && strncasecmp(essence.data(), type.data(), type.size()) == 0;
+    return EqualsIgnoringCase(contentType.substr(0, contentType.find_first_of("; \t")), type);
 }
 
 const char* AppendBody(std::vector<FormField>& fields) {

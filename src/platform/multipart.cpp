@@ -20,10 +20,6 @@ std::string_view Trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-bool EqualsIgnoringCase(std::string_view text, std::string_view other) {
-    return text.size() == other.size() && strncasecmp(text.data(), other.data(), other.size()) == 0;
-}
-
 struct Parameter {
     std::string_view name;
     std::string_view value;
@@ -75,6 +71,10 @@ bool IsField(std::string_view part) {
 }
 
 }  // namespace
+
+bool EqualsIgnoringCase(std::string_view text, std::string_view other) {
+    return text.size() == other.size() && strncasecmp(text.data(), other.data(), other.size()) == 0;
+}
 
 std::string MultipartBoundary(std::string_view contentType) {
     while (!contentType.empty()) {

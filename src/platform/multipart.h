@@ -4,6 +4,9 @@
 #include <string>
 #include <string_view>
 
+// ASCII letters of either case are equal, as in media types and header names.
+bool EqualsIgnoringCase(std::string_view text, std::string_view other);
+
 // The boundary named in a multipart content type, without quotes; empty when there is none or it is not one
 // of RFC 2046 (1 to 70 characters of its own set).
 std::string MultipartBoundary(std::string_view contentType);

@@ -41,9 +41,8 @@ std::string DisplayText(const StringBundle& texts, int position, long lanPorts, 
 TextBuffer<256> ServedAddress() {
     TextBuffer<256> address;
     if (FILE* file = fopen(DMS_IP_FILE, "re"); file != nullptr) {
-        char line[256] = {};
-        if (fgets(line, sizeof line, file) != nullptr) {
-            address.Copy(line);
+        if (fgets(address.data(), sizeof address, file) == nullptr) {
+            address = {};
         }
         fclose(file);
     }
