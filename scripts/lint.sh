@@ -8,7 +8,8 @@ mapfile -t cpp < <(git ls-files '*.cpp' '*.h')
 mapfile -t shell < <(git ls-files '*.sh' run test .ci/run)
 clang-format --dry-run --Werror "${cpp[@]}"
 shellcheck "${shell[@]}"
-[[ -f build/dev/build.ninja ]] || cmake --preset dev >/dev/null
+# The flags are GCC's; clang must not stumble over a warning that it lacks.
+cmake --preset dev >/dev/null
 printf '%s\0' "${cpp[@]}" | grep -z '^\(src\|demo\)/.*\.cpp$' |
-  xargs -0 -n 4 -P 2 clang-tidy --quiet -p build/dev 2> >(grep -v 'warnings generated' >&2)
+  xargs -0 -n 4 -P 2 clang-tidy --quiet -p build/dev --extra-arg=-Wno-unknown-warning-option 2> >(grep -v 'warnings generated' >&2)
 echo "lint: clean"
