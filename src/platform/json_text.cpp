@@ -12,20 +12,23 @@
 
 namespace {
 
-// The last character of the string or comment that starts at `start`, as the JSON library reads it; `start`
-// itself where none does, and npos for a block comment without an end.
-size_t SkipText(std::string_view text, size_t start) {
-    const std::string_view rest = text.substr(start);
-    if (rest.starts_with("//")) {
-        return std::min(text.find_first_of("\r\n", start), text.size());
+constexpr std::string_view SPACES = " \t\r\n";
+constexpr std::string_view LINE_ENDS = "\r\n";
+
+// On one line; for each of them the library looks through the line again.
+constexpr size_t MAX_COMMENTS_OF_A_LINE = 100;
+
+// The last character of the comment that starts at `start`, as the library reads it; npos when none does, or
+// it has no end.
+size_t EndOfComment(std::string_view text, size_t start) {
+    if (text.substr(start).starts_with("//")) {
+        return std::min(text.find_first_of(LINE_ENDS, start), text.size());
     }
-    if (rest.starts_with("/*")) {
-        const size_t end = text.find("*/", start + 2);
-        return end == std::string_view::npos ? end : end + 1;
-    }
-    if (rest.starts_with('/')) {
-        return start;
-    }
+    const size_t end = text.substr(start).starts_with("/*") ? text.find("*/", start + 2) : text.npos;
+    return end == text.npos ? end : end + 1;
+}
+
+size_t EndOfString(std::string_view text, size_t start) {
     size_t end = start + 1;
     while (end < text.size() && text[end] != '"') {
         end += text[end] == '\\' ? 2 : 1;
@@ -33,35 +36,41 @@ size_t SkipText(std::string_view text, size_t start) {
     return end;
 }
 
-// Judged before the library reads the text: it recurses, and ends the program beyond a limit of its own. It
-// also takes a bracket of the other kind for a comma, and '/' at the text's end for the end of a comment,
-// which then swallows what is written behind it.
+// Judged before the library reads the text: it recurses, and ends the program beyond a limit of its own;
+// behind a comment it takes a bracket of the other kind for a comma; it doesn't look at what stands behind a
+// document, and takes '/' there for a comment, which swallows what is written behind it later.
 bool IsReadable(std::string_view text, size_t maxDepth) {
     std::string open;
+    bool ended = false;
+    size_t comments = 0;
+    size_t lastComment = 0;
     for (size_t i = 0; i < text.size(); ++i) {
-        switch (text[i]) {
-            case '"':
-            case '/':
-                i = SkipText(text, i);
-                if (i == std::string_view::npos) {
-                    return false;
-                }
-                break;
-            case '[':
-            case '{':
-                open += text[i];
-                if (open.size() > maxDepth) {
-                    return false;
-                }
-                break;
-            case ']':
-            case '}':
-                if (!open.empty() && text[i] == (open.back() == '[' ? ']' : '}')) {
-                    open.pop_back();
-                }
-                break;
-            default:
-                break;
+        const char c = text[i];
+        if (c == '/') {
+            const bool sameLine =
+                text.substr(lastComment, i - lastComment).find_first_of(LINE_ENDS) == text.npos;
+            comments = sameLine ? comments + 1 : 1;
+            lastComment = i;
+            i = EndOfComment(text, i);
+            if (i == text.npos || comments > MAX_COMMENTS_OF_A_LINE) {
+                return false;
+            }
+        } else if (ended && SPACES.find(c) == SPACES.npos) {
+            return false;
+        } else if (c == '"') {
+            i = EndOfString(text, i);
+            ended = open.empty();
+        } else if (c == '[' || c == '{') {
+            open += c;
+            if (open.size() > maxDepth) {
+                return false;
+            }
+        } else if (c == ']' || c == '}') {
+            if (open.empty() || open.back() != (c == ']' ? '[' : '{')) {
+                return false;
+            }
+            open.pop_back();
+            ended = open.empty();
         }
     }
     return true;
