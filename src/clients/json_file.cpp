@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <json/writer.h>
+#include <sys/stat.h>
 #include <syslog.h>
 
 #include <fstream>
@@ -30,7 +31,11 @@ bool MediaServiceHandler::GetJsonFromFile(const char* path, Json::Value& value) 
 
 bool WriteJsonFile(const char* path, const Json::Value& document, std::ios::openmode mode) {
     std::ofstream stream;
-    stream.open(path, mode | std::ios::trunc);
+    struct stat status = {};
+    // Opening anything but a file would wait for a reader, or write to a device.
+    if (stat(path, &status) != 0 || S_ISREG(status.st_mode)) {
+        stream.open(path, mode | std::ios::trunc);
+    }
     if (!stream.is_open()) {
         return false;
     }

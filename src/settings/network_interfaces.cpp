@@ -3,12 +3,12 @@
 #include <syslog.h>
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <span>
 #include <string>
 
 #include "mediaserv/media_service_handler.h"
+#include "platform/file_io.h"
 #include "platform/system_library.h"
 #include "settings/settings_file.h"
 
@@ -39,14 +39,10 @@ std::string DisplayText(const StringBundle& texts, int position, long lanPorts, 
 
 // The first line as it stands, its end included: the daemon writes none.
 TextBuffer<256> ServedAddress() {
-    TextBuffer<256> address;
-    if (FILE* file = fopen(DMS_IP_FILE, "re"); file != nullptr) {
-        if (fgets(address.data(), sizeof address, file) == nullptr) {
-            address = {};
-        }
-        fclose(file);
-    }
-    return address;
+    std::string content;
+    ReadFile(DMS_IP_FILE, content);
+    const size_t end = content.find('\n');
+    return TextBuffer<256>(content.substr(0, end == std::string::npos ? end : end + 1).c_str());
 }
 
 // The entries for `count` interfaces, up to the first whose card can't be asked; moves `selected` to the last
