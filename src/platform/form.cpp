@@ -60,8 +60,8 @@ void AppendFields(std::string_view text, std::string_view type, std::vector<Form
     }
 }
 
-// The parser takes a raw ';' for a separator, though lists here hold semicolons, forgets a last name that has
-// no
+// The parser takes a raw ';' for a separator, though lists here hold semicolons, forgets a last name without
+// a
 // '=', and takes quadratic time over a run of '&'.
 void AppendUrlencoded(std::string_view text, std::vector<FormField>& fields) {
     std::string prepared;
@@ -77,14 +77,20 @@ void AppendUrlencoded(std::string_view text, std::vector<FormField>& fields) {
     AppendFields(prepared, URLENCODED, fields);
 }
 
-// Takes a body whose closing boundary may lack its line end: the parser would drop the last field without it.
-const char* AppendMultipart(std::string& body, std::string_view contentType, std::vector<FormField>& fields) {
+// Part by part: of a whole body the parser would hand out those that were sent as files after all others.
+const char* AppendMultipart(std::string_view body, std::string_view contentType,
+                            std::vector<FormField>& fields) {
     const std::string boundary = MultipartBoundary(contentType);
-    if (boundary.empty() || !IsCompleteMultipart(body, boundary)) {
+    std::vector<std::string_view> parts;
+    if (boundary.empty() || !SplitMultipart(body, boundary, parts)) {
         return BAD_REQUEST;
     }
-    body += "\r\n";
-    AppendFields(body, std::string(MULTIPART) + "; boundary=" + boundary, fields);
+    const std::string type = std::string(MULTIPART) + "; boundary=" + boundary;
+    for (const std::string_view part : parts) {
+        std::string whole = "--" + boundary + "\r\n";
+        whole.append(part).append("--").append(boundary).append("--\r\n");
+        AppendFields(whole, type, fields);
+    }
     return nullptr;
 }
 

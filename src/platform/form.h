@@ -13,8 +13,7 @@ struct FormField {
 };
 
 struct Form {
-    // Those of the body before those of the query string, each in the order in which they came; of one body,
-    // parts sent as files come last.
+    // Those of the body before those of the query string, each in the order in which they came.
     std::vector<FormField> fields;
 
     // The HTTP status that a malformed request is refused with ("413 Content Too Large"), null for a good

@@ -44,9 +44,11 @@ Parameter NextParameter(std::string_view& rest) {
     return parameter;
 }
 
+// One of hyphens alone would be found a second time in the hyphens around it.
 bool IsBoundary(std::string_view text) {
-    return !text.empty() && text.size() <= MAX_BOUNDARY && !text.ends_with(' ') &&
-           text.find_first_not_of(BOUNDARY_CHARACTERS) == std::string_view::npos;
+    return text.size() <= MAX_BOUNDARY && !text.ends_with(' ') &&
+           text.find_first_not_of(BOUNDARY_CHARACTERS) == std::string_view::npos &&
+           text.find_first_not_of('-') != std::string_view::npos;
 }
 
 // The parser takes the first name="..." of a part's header for the field's name, wherever it stands.
@@ -86,7 +88,7 @@ std::string MultipartBoundary(std::string_view contentType) {
     return {};
 }
 
-bool IsCompleteMultipart(std::string_view body, std::string_view boundary) {
+bool SplitMultipart(std::string_view body, std::string_view boundary, std::vector<std::string_view>& parts) {
     const std::string delimiter = "--" + std::string(boundary);
     if (!body.starts_with(delimiter)) {
         return false;
@@ -104,8 +106,8 @@ bool IsCompleteMultipart(std::string_view body, std::string_view boundary) {
         if (position == std::string_view::npos) {
             return false;
         }
-        const std::string_view part = body.substr(start, position - start);
-        if (!part.ends_with(CRLF) || !IsField(part)) {
+        parts.push_back(body.substr(start, position - start));
+        if (!parts.back().ends_with(CRLF) || !IsField(parts.back())) {
             return false;
         }
     }

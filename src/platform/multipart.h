@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 // ASCII letters of either case are equal, as in media types and header names.
 bool EqualsIgnoringCase(std::string_view text, std::string_view other);
@@ -11,6 +12,7 @@ bool EqualsIgnoringCase(std::string_view text, std::string_view other);
 // of RFC 2046 (1 to 70 characters of its own set).
 std::string MultipartBoundary(std::string_view contentType);
 
-// Whether `body` is a chain of complete form fields from the first boundary to the closing one. A body that
-// isn't would lose fields in the parser, or end the program there.
-bool IsCompleteMultipart(std::string_view body, std::string_view boundary);
+// Takes `body` apart into its form fields, each from its header to the line end before the next boundary.
+// False when it isn't a chain of complete fields from the first boundary to the closing one: the parser would
+// lose some of them, or end the program.
+bool SplitMultipart(std::string_view body, std::string_view boundary, std::vector<std::string_view>& parts);
