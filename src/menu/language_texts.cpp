@@ -11,7 +11,7 @@ constexpr char SECTION[] = "customize";
 
 // Any other code would name a directory elsewhere.
 bool NamesLanguageDirectory(const std::string& code) {
-    return code.find('/') == std::string::npos && code != "." && code != "..";
+    return !code.empty() && code.find('/') == std::string::npos && code != "." && code != "..";
 }
 
 // The section's texts, numbers and booleans as text; what has no text form is left out.
