@@ -6,19 +6,25 @@
 
 namespace {
 
-int lastError = 0;
+struct {
+    int code;
+    const char* file;
+    int line;
+} lastError = {};
+
+// Longer than any path that exists.
+constexpr size_t MAX_LOG_TEXT = 4096;
 
 }  // namespace
 
-void VLIBCErrSetEx(int code, const char* /*file*/, int /*line*/) { lastError = code; }
+void VLIBCErrSetEx(int code, const char* file, int line) { lastError = {code, file, line}; }
 
-int VLIBCErrGet() { return lastError; }
+int VLIBCErrGet() { return lastError.code; }
 
 std::string EscapeForLog(std::string_view text) {
     constexpr char HEX[] = "0123456789ABCDEF";
     std::string result;
-    result.reserve(text.size());
-    for (const char c : text) {
+    for (const char c : text.substr(0, MAX_LOG_TEXT)) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte < 0x20 || byte == 0x7F) {
             result += {'\\', 'x', HEX[byte / 16], HEX[byte % 16]};

@@ -120,7 +120,8 @@ int SetLine(const std::string& path, const char* key, const std::string& line) {
         unlink(beside.c_str());
         return -1;
     }
-    return fsync(directory.Get()) == 0 ? 0 : -1;
+    // Some file systems can't sync a directory and say so.
+    return fsync(directory.Get()) == 0 || errno == EINVAL ? 0 : -1;
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <charconv>
 #include <csignal>
 #include <cstdlib>
-#include <limits>
 
 #include "platform/file_io.h"
 #include "platform/system_library.h"
@@ -15,6 +14,7 @@
 namespace {
 
 constexpr int FIRST_OTHER_DESCRIPTOR = 3;
+constexpr char WHITE_SPACE[] = " \t\r\n";
 
 // posix_spawn(3) with the surroundings that every child of this layer gets. Returns the process number, -1 on
 // failure.
@@ -98,7 +98,7 @@ int VEXAUtils::ProcessRunner::run(bool wait, bool keepOutput) {
 
 void RunShell(const char* command) {
     if (system(command) == -1) {
-        VLIBCErrSetEx(VLIB_ERR_FAIL, command, __LINE__);
+        VLIBCErrSetEx(VLIB_ERR_FAIL, "processes", __LINE__);
     }
 }
 
@@ -107,7 +107,8 @@ int VLIBCProcSignalByPidFile(const char* pidFile, int signal) {
     if (!ReadFile(pidFile, content)) {
         return -1;
     }
-    content.erase(content.find_last_not_of(" \t\r\n") + 1);
+    content.erase(content.find_last_not_of(WHITE_SPACE) + 1);
+    content.erase(0, content.find_first_not_of(WHITE_SPACE));
     pid_t process = 0;
     const char* end = content.data() + content.size();
     const auto [parsed, error] = std::from_chars(content.data(), end, process);

@@ -19,7 +19,8 @@ int VLIBCFileGetKeyValue(const char* path, const char* key, char* buffer, int si
 // Makes the file hold exactly one line for `key`, made with `format` from key and value; every other line
 // stays as it is. Writers take turns by an flock(2) of the file's directory; a reader, or a power cut, finds
 // the old file or the new one, whole. Mode, owner and a symbolic link stay; a missing file is created with
-// mode 0644. Returns 0, or -1 with the file as it was (a value that would make a second line is refused so).
+// mode 0644. Returns 0, or -1 with the file as it was (a value that would make a second line is refused so;
+// only when the directory can't be synced, the new file is there and may not outlast a power cut).
 int VLIBCFileSetKeyValue(const char* path, const char* key, const char* value, const char* format);
 
 // Non-zero when something exists at `path` (symbolic links followed).
@@ -33,7 +34,8 @@ int IsFileExist(const char* path, long long* information);
 constexpr int VLIB_ERR_FAIL = 0x0100;
 constexpr int VLIB_ERR_BAD_PARAMETERS = 0x0D00;
 
-// The last error's code, with the source file and line where it arose; 0 when there was none.
+// Records the last error: its code, and the source file and line where it arose. Get returns the code, 0 when
+// there was none.
 void VLIBCErrSetEx(int code, const char* file, int line);
 int VLIBCErrGet();
 
@@ -41,7 +43,8 @@ int VLIBCErrGet();
 int VEXALogSet1(int level, int user, unsigned int eventCode, const char* text1, const char* text2,
                 const char* text3, const char* text4);
 
-// `text` fit for one line of a log: control characters as \xHH, quotes and backslashes behind a backslash.
+// `text` fit for one line of a log: control characters as \xHH, quotes and backslashes behind a backslash;
+// cut to 4096 bytes of it.
 std::string EscapeForLog(std::string_view text);
 
 // --- Programs and signals ----------------------------------------------------------------------------------
@@ -81,8 +84,9 @@ class ProcessRunner {
 // system(3) for a command whose result nobody looks at.
 void RunShell(const char* command);
 
-// Sends `signal` to the process whose number stands in `pidFile`: digits, then nothing but white space. A
-// number below 2 would mean a process group or init and is refused. Returns 0, or -1 when nothing was sent.
+// Sends `signal` to the process whose number stands in `pidFile`: digits, and nothing around them but white
+// space. A number below 2 would mean a process group or init and is refused. Returns 0, or -1 when nothing
+// was sent.
 int VLIBCProcSignalByPidFile(const char* pidFile, int signal);
 
 // --- System configuration ----------------------------------------------------------------------------------
