@@ -1,7 +1,6 @@
 #include "tests/appliance.h"
 
 #include <fcntl.h>
-#include <json/reader.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -46,9 +45,9 @@ std::string ReadToEnd(int descriptor) {
 
 }  // namespace
 
-Json::Value Answer::Json() const {
-    ::Json::Value value;
-    std::istringstream(body) >> value;
+Json::Value ParsedJson(const std::string& text) {
+    Json::Value value;
+    std::istringstream(text) >> value;
     return value;
 }
 
@@ -56,7 +55,7 @@ Strings Answer::Events() const {
     Strings events;
     for (const std::string& line : log) {
         std::smatch part;
-        if (std::regex_match(line, part, std::regex(R"-(event (0x.{8}) 2 1 "(.*)" "" "" "")-"))) {
+        if (std::regex_match(line, part, std::regex(R"-(event 0x11B00(5..) 2 1 "(.*)" "" "" "")-"))) {
             events.push_back(part[1].str() + (part[2].length() == 0 ? "" : " ") + part[2].str());
         } else {
             EXPECT_FALSE(line.starts_with("event ")) << line;
@@ -135,6 +134,30 @@ Answer RunProgram(const std::string& program, const Request& request) {
     return answer;
 }
 
+Json::Value Cases(const std::string& file, const std::string& table) {
+    Json::Value cases = ParsedJson(ReadAll(SOURCE_DIRECTORY "/tests/cases/" + file + ".json"))[table];
+    EXPECT_FALSE(cases.empty()) << file << " " << table;
+    return cases;
+}
+
+Fields ToFields(const Json::Value& object) {
+    Fields fields;
+    for (const std::string& name : object.getMemberNames()) {
+        if (!object[name].isNull()) {
+            fields.emplace_back(name, object[name].asString());
+        }
+    }
+    return fields;
+}
+
+Strings ToStrings(const Json::Value& array) {
+    Strings strings;
+    for (const Json::Value& value : array) {
+        strings.push_back(value.asString());
+    }
+    return strings;
+}
+
 std::string ReadAll(const std::string& path) {
     std::ifstream stream(path, std::ios::binary);
     std::ostringstream content;
@@ -154,7 +177,7 @@ void WriteProgram(const std::string& path, const std::string& script) {
     fs::permissions(path, fs::perms(0755));
 }
 
-Appliance::Appliance() {
+void Appliance::Prepare() {
     std::error_code error;
     fs::remove_all(ROOT, error);
     for (const char* directory : {"/var/log/lighttpd", "/var/packages/Dalmira/etc"}) {
@@ -185,24 +208,7 @@ Strings Appliance::ScriptCalls() {
 
 void Appliance::LetScriptFail() { WriteAll(ROOT + "/script_fails", ""); }
 
-std::string Appliance::SettingsAtScript() { return ReadAll(ROOT + "/settings_at_script"); }
-
 std::vector<int> Appliance::Signals() { return {signals, signals + signalCount.exchange(0)}; }
-
-void Appliance::ExpectSave(const std::string& page, const Fields& fields, const std::string& body,
-    const std::string& settings, const Strings& done) {
-    const Answer answer = Post("save_" + page + "_page", fields);
-    EXPECT_EQ(answer.body, body);
-    EXPECT_EQ(ReadAll(SETTINGS), settings);
-    Strings happened = answer.Events();
-    for (const std::string& call : ScriptCalls()) {
-        happened.push_back(call);
-    }
-    for (const int number : Signals()) {
-        happened.push_back(number == SIGHUP ? "reload" : "signal " + std::to_string(number));
-    }
-    EXPECT_EQ(happened, done) << settings;
-}
 
 Request Appliance::OnFullDisk(Request request) {
     request.beforeExec = [] {

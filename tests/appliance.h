@@ -2,7 +2,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <json/value.h>
+#include <json/json.h>
 #include <sys/types.h>
 
 #include <functional>
@@ -13,6 +13,8 @@
 
 using Fields = std::vector<std::pair<std::string, std::string>>;
 using Strings = std::vector<std::string>;
+
+Json::Value ParsedJson(const std::string& text);
 
 struct Request {
     std::map<std::string, std::string> environment;  // the CGI variables
@@ -30,8 +32,8 @@ struct Answer {
     double seconds = 0;  // until both outputs were closed
     long peakKilobytes = 0;
 
-    Json::Value Json() const;
-    Strings Events() const;  // code and first text, "0x11B00508" or "0x11B00513 artist"
+    Json::Value Json() const { return ParsedJson(body); }
+    Strings Events() const;  // 0x11B00508 is "508", 0x11B00513 with its text "513 artist"
     bool Logged(const std::string& part) const;
 };
 
@@ -45,6 +47,11 @@ std::string Error(int line);
 Request PostRequest(const std::string& action, const Fields& fields = {});
 Answer RunProgram(const std::string& program, const Request& request);
 
+// A table of tests/cases/FILE.json.
+Json::Value Cases(const std::string& file, const std::string& table);
+Fields ToFields(const Json::Value& object);  // null is not sent
+Strings ToStrings(const Json::Value& array);
+
 std::string ReadAll(const std::string& path);  // "" when there is no such file
 void WriteAll(const std::string& path, const std::string& content);
 void WriteProgram(const std::string& path, const std::string& script);
@@ -56,7 +63,8 @@ class Appliance : public testing::Test {
     static inline const std::string SETTINGS = ETC + "/dmsinfo.conf";
     static inline const std::string SCRIPT = ROOT + "/var/packages/Dalmira/target/scripts/S86vexadms.sh";
 
-    Appliance();
+    Appliance() { Prepare(); }
+    static void Prepare();
 
     static Answer Send(const Request& request);
     static Answer Post(const std::string& action, const Fields& fields = {});
@@ -64,16 +72,9 @@ class Appliance : public testing::Test {
     // What the control script was run with, in order; "start STATUS" with the variable of a start.
     static Strings ScriptCalls();
     static void LetScriptFail();
-    // The settings file as it was when the control script was last run.
-    static std::string SettingsAtScript();
 
     // The signals that reached the daemon, which is this process, since the last call.
     static std::vector<int> Signals();
-
-    // Saves a page: the answer's body, the settings file afterwards, and what was done besides: events, calls of
-    // the control script, "reload" for the daemon's signal.
-    static void ExpectSave(const std::string& page, const Fields& fields, const std::string& body,
-        const std::string& settings, const Strings& done);
 
     // Lets every write of a file fail in a request, as on a full disk.
     static Request OnFullDisk(Request request);

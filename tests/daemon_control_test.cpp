@@ -79,7 +79,7 @@ TEST_F(DaemonControlTest, OnlyAProcessNumberIsSignalled) {
         WriteAll(file, content);
         return VLIBCProcSignalByPidFile(DMS_PID_FILE, SIGCONT);
     };
-    for (const std::string& good : {pid, pid + "\n", pid + " \r\n"}) {
+    for (const std::string& good : {pid, pid + "\n", "  " + pid + " \r\n"}) {
         EXPECT_EQ(send(good), 0) << good;
         EXPECT_EQ(Signals(), std::vector<int>{SIGCONT});
     }

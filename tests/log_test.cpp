@@ -26,47 +26,13 @@ class LogTest : public Appliance {
     static void Shell(const std::string& command) { EXPECT_EQ(system(("cd " + ROOT + "; " + command).c_str()), 0); }
 };
 
-std::string Level(const std::string& value) { return "loglevel_mediaservice=\"" + value + "\"\n"; }
-
-TEST_F(LogTest, TheSwitchIsWrittenAndRestarts) {
-    const Strings on = {"0x11B00514", "0x11B00508"};
-    const Strings off = {"0x11B00515", "0x11B00508"};
-    const std::tuple<std::string, const char*, std::string, Strings> cases[] = {{"", "true", Level("3"), on},
-        {Level(""), "TRUE", Level("3"), on}, {Level("3"), "false", Level(""), off},
-        {Level("debug"), "yes", Level(""), off}, {Level("no"), nullptr, Level(""), off},
-        {Level("5"), "true", Level("5"), {}}, {"", nullptr, "", {}}, {Level(""), "1", Level(""), {}}};
-    for (const auto& [before, wanted, after, events] : cases) {
-        WriteAll(SETTINGS, before);
-        EXPECT_EQ(Post("loadlogconf").Json()["data"]["dmslog"], events == off || before == Level("5"));
-        const Answer answer = Post("applylogconf", wanted == nullptr ? Fields{} : Fields{{"dmslog", wanted}});
-        EXPECT_EQ(answer.body, DONE);
-        EXPECT_EQ(ReadAll(SETTINGS), after);
-        EXPECT_EQ(answer.Events(), events);
-        EXPECT_EQ(ScriptCalls().size(), events.size() / 2) << before;
-    }
-    WriteAll(SETTINGS, Level("3"));
-    EXPECT_EQ(Send(OnFullDisk(PostRequest("applylogconf"))).body, Error(1101));
-    EXPECT_EQ(ScriptCalls(), Strings{});
-    LetScriptFail();
-    const Answer answer = Post("applylogconf");
-    EXPECT_EQ(answer.body, Error(0));
-    EXPECT_EQ(answer.Events(), Strings{off[0]});
-    EXPECT_EQ(answer.log.back(), "mediaserv:1109 Failed to restart dalmira");
-    EXPECT_EQ(ReadAll(SETTINGS), Level(""));
-}
-
-TEST_F(LogTest, SwitchingOnMakesTheWebLogDirectory) {
-    const Request switchOn = PostRequest("applylogconf", {{"dmslog", "true"}});
+TEST_F(LogTest, TheWebLogDirectoryIsTheWebServers) {
     fs::remove(WEB_LOGS);
     const mode_t mask = umask(0002);
-    EXPECT_EQ(Send(OnFullDisk(switchOn)).body, Error(1095));  // the directory stays
+    EXPECT_EQ(Post("applylogconf", {{"dmslog", "true"}}).body, DONE);
     umask(mask);
     Shell("test $(stat -c %f var/log/lighttpd) = 41fd");
     Shell("test $(id -u) != 0 || test $(stat -c %u.%g var/log/lighttpd) = 1024.100");
-    fs::remove(WEB_LOGS);
-    WriteAll(WEB_LOGS, "what is there stays");
-    EXPECT_EQ(Send(switchOn).body, DONE);
-    Shell("test -f var/log/lighttpd -a -O var/log/lighttpd");
 }
 
 TEST_F(LogTest, ClearingDeletesTheLogsAloneAndAnswersBeforeTheRestart) {

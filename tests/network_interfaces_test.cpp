@@ -66,6 +66,9 @@ TEST_F(NetworkInterfacesTest, TheServedAddressChoosesTheInterface) {
         const Answer answer = Load("add eth0 10.0.0.1; add eth1; add eth2 10.0.0.12; add eth3 10.0.0.1");
         EXPECT_EQ(answer.Json()["data"]["dmsInterface"], selected) << address;
     }
+    WriteProgram(ROOT + "/make_fifo", "cd " + ROOT + "/var/run; rm dms.ip; mkfifo dms.ip");
+    RunProgram(ROOT + "/make_fifo", {});
+    EXPECT_EQ(Load("add eth0").Json()["data"]["dmsInterface"], "eth1");  // without waiting for an address
 }
 
 TEST_F(NetworkInterfacesTest, OnlyFreeInterfacesThatAreUpAreListed) {

@@ -1,0 +1,119 @@
+// The exchanges of tests/transcripts: each starts with a fresh appliance and some files, sends one request, and tells
+// everything that can be seen of it. What it doesn't name does not happen; files it doesn't name afterwards stay.
+// What stands beside a list of exchanges holds for each of them.
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "tests/appliance.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// `more` over `base`; objects by their members.
+Json::Value Merged(Json::Value base, const Json::Value& more) {
+    for (const std::string& name : more.getMemberNames()) {
+        const bool objects = base[name].isObject() && more[name].isObject();
+        base[name] = objects ? Merged(base[name], more[name]) : more[name];
+    }
+    return base;
+}
+
+class TranscriptTest : public Appliance, public testing::WithParamInterface<std::string> {
+  protected:
+    // Names that don't begin with '/' are those of the package's settings directory.
+    static std::string Path(const std::string& name) { return (name.starts_with('/') ? ROOT : ETC + "/") + name; }
+
+    // A text is a file's content, null stands for no file, {} for a directory, the rest for what it says.
+    static void Make(const std::string& path, const Json::Value& file) {
+        if (file.isNull()) {
+            fs::remove_all(path);
+        } else if (file.isString()) {
+            WriteAll(path, file.asString());
+        } else if (file.isMember("program")) {
+            WriteProgram(path, file["program"].asString());
+        } else if (file.isMember("link")) {
+            fs::create_directories(fs::path(path).parent_path());
+            fs::create_directories(fs::path(path).parent_path());
+            fs::create_symlink(file["link"].asString(), path);
+        } else if (file.isMember("fifo")) {
+            ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+        } else {
+            fs::create_directories(path);
+        }
+    }
+
+    static Json::Value Found(const std::string& path, const Json::Value& expected) {
+        if (!fs::exists(fs::symlink_status(path))) {
+            return Json::Value();
+        }
+        if (fs::is_directory(path)) {
+            return Json::objectValue;
+        }
+        return expected.isString() ? ReadAll(path) : expected;
+    }
+
+    static void Exchange(const Json::Value& exchange) {
+        SCOPED_TRACE(exchange.toStyledString());
+        Prepare();
+        const Json::Value& files = exchange["files"];
+        for (const std::string& name : files.getMemberNames()) {
+            Make(Path(name), files[name]);
+        }
+        Request request = PostRequest(exchange["action"].asString(), ToFields(exchange["fields"]));
+        if (exchange.isMember("body")) {
+            request.body = exchange["body"].asString();
+            request.environment["CONTENT_LENGTH"] = std::to_string(request.body.size());
+        }
+        for (const auto& [name, value] : ToFields(exchange["environment"])) {
+            request.environment[name] = value;
+        }
+        const Answer answer = Send(exchange["full disk"].asBool() ? OnFullDisk(request) : request);
+        const Json::Value& expected = exchange["answer"];
+        EXPECT_EQ(expected.isString() ? answer.output : answer.body,
+            expected.isString() ? expected.asString() : Json::FastWriter().write(expected));
+        EXPECT_EQ(answer.Events(), ToStrings(exchange["events"]));
+        Strings log = answer.log;
+        std::erase_if(log, [](const std::string& line) { return line.starts_with("event "); });
+        EXPECT_EQ(log, ToStrings(exchange["log"]));
+        EXPECT_EQ(ScriptCalls(), ToStrings(exchange["calls"]));
+        Strings signals;
+        for (const int number : Signals()) {
+            signals.push_back(sigabbrev_np(number));
+        }
+        EXPECT_EQ(signals, ToStrings(exchange["signals"]));
+        for (const std::string& name : files.getMemberNames()) {
+            const Json::Value& file = exchange["after"].get(name, files[name]);
+            EXPECT_EQ(Found(Path(name), file), file) << name;
+        }
+    }
+
+    static void Run(Json::Value exchanges, const Json::Value& inherited) {
+        Json::Value list;
+        if (exchanges.removeMember("exchanges", &list)) {
+            for (const Json::Value& exchange : list) {
+                Run(exchange, Merged(inherited, exchanges));
+            }
+        } else {
+            Exchange(Merged(inherited, exchanges));
+        }
+    }
+};
+
+TEST_P(TranscriptTest, Holds) {
+    std::string text = ReadAll(SOURCE_DIRECTORY "/tests/transcripts/" + GetParam() + ".json");
+    for (size_t at = 0; (at = text.find("$ROOT", at)) != std::string::npos;) {
+        text.replace(at, 5, ROOT);
+    }
+    const Json::Value exchanges = ParsedJson(text);
+    ASSERT_FALSE(exchanges["exchanges"].empty());
+    Run(exchanges, Json::objectValue);
+}
+
+INSTANTIATE_TEST_SUITE_P(, TranscriptTest,
+    testing::Values("client_list", "collections", "forms", "json_files", "language_texts", "languages", "log_switch",
+        "login", "menu_templates"),
+    [](const auto& file) { return file.param; });
+
+}  // namespace
