@@ -1,5 +1,6 @@
 #include "platform/form.h"
 
+#include <cgicc/CgiUtils.h>
 #include <cgicc/Cgicc.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -22,14 +23,17 @@ constexpr char BAD_REQUEST[] = "400 Bad Request";
 constexpr char TOO_LARGE[] = "413 Content Too Large";
 constexpr char UNSUPPORTED_TYPE[] = "415 Unsupported Media Type";
 
-// Feeds the parser from memory: left alone it would read standard input before anybody has judged the length.
-class MemoryInput : public cgicc::CgiInput {
+// Feeds the parser one part of a multipart body from memory: left alone it would read standard input before
+// anybody has judged the length, and hand out the parts that were sent as files after all others.
+class PartInput : public cgicc::CgiInput {
   public:
-    MemoryInput(std::string_view text, std::string_view type) : text_(text), type_(type) {}
+    PartInput(std::string_view part, const std::string& boundary)
+        : boundary_(boundary),
+          body_("--" + boundary + "\r\n" + std::string(part) + "--" + boundary + "--\r\n") {}
 
     size_t read(char* data, size_t length) override {
-        const size_t count = std::min(length, text_.size());
-        memcpy(data, text_.data(), count);
+        const size_t count = std::min(length, body_.size());
+        memcpy(data, body_.data(), count);
         return count;
     }
 
@@ -39,45 +43,16 @@ class MemoryInput : public cgicc::CgiInput {
             return "POST";
         }
         if (variable == "CONTENT_TYPE") {
-            return std::string(type_);
+            return std::string(MULTIPART) + "; boundary=" + boundary_;
         }
-        return variable == "CONTENT_LENGTH" ? std::to_string(text_.size()) : std::string();
+        return variable == "CONTENT_LENGTH" ? std::to_string(body_.size()) : std::string();
     }
 
   private:
-    std::string_view text_;
-    std::string_view type_;
+    const std::string& boundary_;
+    std::string body_;
 };
 
-void AppendFields(std::string_view text, std::string_view type, std::vector<FormField>& fields) {
-    MemoryInput input(text, type);
-    const cgicc::Cgicc parsed(&input);
-    for (const cgicc::FormEntry& entry : parsed.getElements()) {
-        fields.push_back({entry.getName(), entry.getValue()});
-    }
-    for (const cgicc::FormFile& file : parsed.getFiles()) {
-        fields.push_back({file.getName(), file.getData()});
-    }
-}
-
-// The parser takes a raw ';' for a separator, though lists here hold semicolons, forgets a last name without
-// a
-// '=', and takes quadratic time over a run of '&'.
-void AppendUrlencoded(std::string_view text, std::vector<FormField>& fields) {
-    std::string prepared;
-    prepared.reserve(text.size() + 1);
-    for (const char c : text) {
-        if (c == ';') {
-            prepared += "%3B";
-        } else if (c != '&' || !prepared.ends_with('&')) {
-            prepared += c;
-        }
-    }
-    prepared += '&';
-    AppendFields(prepared, URLENCODED, fields);
-}
-
-// Part by part: of a whole body the parser would hand out those that were sent as files after all others.
 const char* AppendMultipart(std::string_view body, std::string_view contentType,
                             std::vector<FormField>& fields) {
     const std::string boundary = MultipartBoundary(contentType);
@@ -85,13 +60,31 @@ const char* AppendMultipart(std::string_view body, std::string_view contentType,
     if (boundary.empty() || !SplitMultipart(body, boundary, parts)) {
         return BAD_REQUEST;
     }
-    const std::string type = std::string(MULTIPART) + "; boundary=" + boundary;
     for (const std::string_view part : parts) {
-        std::string whole = "--" + boundary + "\r\n";
-        whole.append(part).append("--").append(boundary).append("--\r\n");
-        AppendFields(whole, type, fields);
+        PartInput input(part, boundary);
+        const cgicc::Cgicc parsed(&input);
+        for (const cgicc::FormEntry& field : parsed.getElements()) {
+            fields.push_back({field.getName(), field.getValue()});
+        }
+        for (const cgicc::FormFile& file : parsed.getFiles()) {
+            fields.push_back({file.getName(), file.getData()});
+        }
     }
     return nullptr;
+}
+
+// Taken apart here: the parser would also take a raw ';' for a separator, though lists hold semicolons.
+void AppendUrlencoded(std::string_view text, std::vector<FormField>& fields) {
+    while (!text.empty()) {
+        const std::string_view field = text.substr(0, text.find('&'));
+        text.remove_prefix(std::min(field.size() + 1, text.size()));
+        if (!field.empty()) {
+            const std::string_view name = field.substr(0, field.find('='));
+            const std::string_view value = field.substr(std::min(name.size() + 1, field.size()));
+            fields.push_back(
+                {cgicc::form_urldecode(std::string(name)), cgicc::form_urldecode(std::string(value))});
+        }
+    }
 }
 
 const char* Variable(const char* name) {
