@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include "clients/json_file.h"
 #include "daemon/daemon_control.h"
@@ -26,26 +27,6 @@ constexpr unsigned int SECONDS_TO_WRITE = 1;
 
 using ClientIndex = std::unordered_map<std::string_view, Json::Value*>;
 
-// An object whose clients, if it has any, are an array of objects.
-bool IsClientDocument(const Json::Value& document) {
-    if (!document.isObject()) {
-        return false;
-    }
-    if (!document.isMember(CLIENTS)) {
-        return true;
-    }
-    const Json::Value& clients = document[CLIENTS];
-    if (!clients.isArray()) {
-        return false;
-    }
-    for (const Json::Value& client : clients) {
-        if (!client.isObject()) {
-            return false;
-        }
-    }
-    return true;
-}
-
 // The bytes of a string where it stands in its document; empty for any other value.
 std::string_view View(const Json::Value& value) {
     const char* begin = nullptr;
@@ -54,19 +35,30 @@ std::string_view View(const Json::Value& value) {
                                                              : std::string_view();
 }
 
-// Where a MAC address is stored twice the first client is found.
-ClientIndex IndexByMacAddress(Json::Value& document) {
-    ClientIndex index;
-    if (document.isMember(CLIENTS)) {
-        index.reserve(document[CLIENTS].size());
-        for (Json::Value& client : document[CLIENTS]) {
-            const Json::Value& address = static_cast<const Json::Value&>(client)[MAC_ADDRESS];
-            if (address.isString()) {
-                index.emplace(View(address), &client);
-            }
+// Where a MAC address is stored twice the first client is found. False for a document that isn't an object
+// whose clients, if it has any, are an array of objects.
+bool IndexByMacAddress(Json::Value& document, ClientIndex& index) {
+    if (!document.isObject()) {
+        return false;
+    }
+    if (!document.isMember(CLIENTS)) {
+        return true;
+    }
+    Json::Value& clients = document[CLIENTS];
+    if (!clients.isArray()) {
+        return false;
+    }
+    index.reserve(clients.size());
+    for (Json::Value& client : clients) {
+        if (!client.isObject()) {
+            return false;
+        }
+        const Json::Value& address = std::as_const(client)[MAC_ADDRESS];
+        if (address.isString()) {
+            index.emplace(View(address), &client);
         }
     }
-    return index;
+    return true;
 }
 
 // Values are replaced, the comments that stand with them stay.
@@ -79,11 +71,10 @@ void ApplyChange(const Json::Value& profile, const Json::Value& access, Json::Va
     client[ACCESS].copyPayload(access);
 }
 
-void ApplyChanges(const Json::Value& changes, Json::Value& document) {
+void ApplyChanges(const Json::Value& changes, const ClientIndex& index) {
     if (!changes.isArray()) {
         return;
     }
-    const ClientIndex index = IndexByMacAddress(document);
     for (const Json::Value& change : changes) {
         if (!change.isObject()) {
             continue;
@@ -103,11 +94,12 @@ void ApplyChanges(const Json::Value& changes, Json::Value& document) {
 bool SaveChanges(const char* changesText) {
     Json::Value document;
     Json::Value changes;
+    ClientIndex index;
     if (!MediaServiceHandler::GetJsonFromFile(CLIENT_LIST_FILE, document) || changesText == nullptr ||
-        !ParseJson(changesText, changes) || !IsClientDocument(document)) {
+        !ParseJson(changesText, changes) || !IndexByMacAddress(document, index)) {
         return false;
     }
-    ApplyChanges(changes, document);
+    ApplyChanges(changes, index);
     if (!WriteJsonFile(CLIENT_LIST_FILE, document)) {
         syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::SaveClientList - %s could not open", SOURCE_NAME,
                1655, CLIENT_LIST_FILE);

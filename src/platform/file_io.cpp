@@ -15,6 +15,10 @@ Descriptor::~Descriptor() {
 
 bool ReadToEnd(int descriptor, std::string& content) {
     content.clear();
+    struct stat status = {};
+    if (fstat(descriptor, &status) == 0 && status.st_size > 0) {
+        content.reserve(static_cast<size_t>(status.st_size));
+    }
     std::array<char, 16U << 10U> piece;
     for (;;) {
         const ssize_t count = read(descriptor, piece.data(), piece.size());

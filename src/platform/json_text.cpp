@@ -8,7 +8,6 @@
 #include <json/writer.h>
 
 #include <algorithm>
-#include <string_view>
 
 namespace {
 
@@ -78,12 +77,12 @@ bool IsReadable(std::string_view text, size_t maxDepth) {
 
 }  // namespace
 
-bool ParseJson(const std::string& text, Json::Value& value, size_t maxDepth) {
+bool ParseJson(std::string_view text, Json::Value& value, size_t maxDepth) {
     value = Json::Value();
     if (!IsReadable(text, maxDepth)) {
         return false;
     }
-    if (!Json::Reader().parse(text, value, true)) {
+    if (!Json::Reader().parse(text.data(), text.data() + text.size(), value, true)) {
         value = Json::Value();
         return false;
     }
