@@ -2,7 +2,9 @@
 #include <libpq-fe.h>
 #include <syslog.h>
 
+#include <initializer_list>
 #include <string>
+#include <string_view>
 
 #include "platform/json_text.h"
 #include "platform/system_library.h"
@@ -12,6 +14,8 @@ namespace {
 
 constexpr char LIBRARY[] = "libpq.so.5";
 constexpr char CONNECT_TIMEOUT_SECONDS[] = "5";
+// A locked table must not hold a request for ever.
+constexpr char LIMIT_QUERY_TIME[] = "SET statement_timeout = '10s'";
 
 // The functions of libpq, typed by its header.
 struct Libpq {
@@ -50,8 +54,15 @@ const Libpq& Pq() {
     return pq;
 }
 
-void LogFailure(const char* reason) {
-    syslog(LOG_ERR, "video library: the collections can't be listed: %s", EscapeForLog(reason).c_str());
+PGresult* Execute(PGconn* connection, const char* query, std::initializer_list<const char*> parameters) {
+    return Pq().execParams(connection, query, static_cast<int>(parameters.size()), nullptr,
+                           parameters.begin(), nullptr, nullptr, 0);
+}
+
+// The server's messages end with a line feed.
+void LogFailure(std::string_view reason) {
+    syslog(LOG_ERR, "video library: the collections can't be listed: %s",
+           EscapeForLog(reason.substr(0, reason.find_last_not_of('\n') + 1)).c_str());
 }
 
 }  // namespace
@@ -100,9 +111,9 @@ std::vector<LibKinovo::db::api::CollectionRecord> LibKinovo::db::api::Collection
     const std::string uid = std::to_string(uid_);
     const std::string offset = std::to_string(offset_);
     const std::string limit = std::to_string(limit_);
-    const char* const parameters[] = {uid.c_str(), offset.c_str(), limit_ < 0 ? nullptr : limit.c_str()};
-    PGresult* rows =
-        Pq().execParams(database->connection, query, 3, nullptr, parameters, nullptr, nullptr, 0);
+    Pq().clear(Execute(database->connection, LIMIT_QUERY_TIME, {}));
+    PGresult* rows = Execute(database->connection, query,
+                             {uid.c_str(), offset.c_str(), limit_ < 0 ? nullptr : limit.c_str()});
     if (Pq().resultStatus(rows) != PGRES_TUPLES_OK) {
         LogFailure(Pq().errorMessage(database->connection));
     }

@@ -54,7 +54,7 @@ class CollectionAPI : public BaseAPI {
     // 0 sorts by title ascending, then id; anything else descending.
     void OrderByTitle(SortOrder order) { order_ = order; }
 
-    // Runs the query. A failure logs one line and lists nothing.
+    // Runs the query, for 10 seconds at most. A failure logs one line and lists nothing.
     std::vector<CollectionRecord> List() const;
 
   private:
