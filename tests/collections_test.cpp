@@ -138,8 +138,8 @@ TEST_F(VideoLibraryTest, WhatCannotBeListedIsLeftOut) {
         EXPECT_EQ(answer.Logged(problem), !problem.empty());
         EXPECT_LT(answer.seconds, 15);
     };
-    Sql("BEGIN; LOCK TABLE collection;\n\\! sleep 12\n", "video_metadata", [&] {
-        sleep(1);
+    Sql("BEGIN; LOCK TABLE collection;\n\\! sleep 14\n", "video_metadata", [&] {
+        sleep(2);
         expectEmpty("canceling statement due to statement timeout");
     });
     Sql("DROP TABLE collection;");
