@@ -40,7 +40,7 @@ void MediaServiceHandler::GetDmsLangText() {
     const std::string code = language.c_str();
     if (NamesLanguageDirectory(code)) {
         const Json::Value texts = VEXA::QMX::LocalizedStringParser().ParseTexts(TEXTS_DIRECTORY + code);
-        if (texts.isObject() && texts[SECTION].isObject()) {
+        if (texts[SECTION].isObject()) {
             answer["text"]["mediaservice"] = TextsOf(texts[SECTION]);
         }
     }

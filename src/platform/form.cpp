@@ -149,7 +149,6 @@ Form ReadForm() {
     form.refusal = AppendBody(form.fields);
     const std::string_view query = Variable("QUERY_STRING");
     if (form.refusal != nullptr) {
-        form.fields.clear();
         syslog(LOG_WARNING, "request refused: %s", form.refusal);
     } else if (!query.empty()) {
         AppendUrlencoded(query, form.fields);

@@ -38,9 +38,9 @@ std::string_view ValueOf(std::string_view line, std::string_view key) {
     if (!value.starts_with('"')) {
         return value;
     }
+    value.remove_prefix(1);
     // A quote that is never closed leaves the rest of the line.
-    const size_t close = value.rfind('"');
-    return close == 0 ? value.substr(1) : value.substr(1, close - 1);
+    return value.substr(0, value.rfind('"'));
 }
 
 std::string FormatLine(const char* format, const char* key, const char* value) {
@@ -83,7 +83,7 @@ std::string ResolvePath(const std::string& path) {
         return resolved;
     }
     struct stat status = {};
-    const bool missing = errno == ENOENT && lstat(path.c_str(), &status) != 0;
+    const bool missing = lstat(path.c_str(), &status) != 0;
     const size_t slash = path.rfind('/');
     const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
     if (!missing || realpath(directory.c_str(), resolved) == nullptr) {

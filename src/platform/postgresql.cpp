@@ -59,10 +59,10 @@ PGresult* Execute(PGconn* connection, const char* query, std::initializer_list<c
                            parameters.begin(), nullptr, nullptr, 0);
 }
 
-// The server's messages end with a line feed.
+// The first line of a message says it; the others point into the query.
 void LogFailure(std::string_view reason) {
     syslog(LOG_ERR, "video library: the collections can't be listed: %s",
-           EscapeForLog(reason.substr(0, reason.find_last_not_of('\n') + 1)).c_str());
+           EscapeForLog(reason.substr(0, reason.find('\n'))).c_str());
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ StringBundle::StringBundle(const char* s1, const char* s2, const char* s3, const
 
 std::string StringBundle::Text(const char* key, const char* /*second*/) const {
     for (const char* section : sections_) {
-        if (section == nullptr || !texts_.isObject() || !texts_[section].isObject()) {
+        if (section == nullptr || !texts_[section].isObject()) {
             continue;
         }
         const Json::Value& text = texts_[section][key];
