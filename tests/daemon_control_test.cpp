@@ -40,31 +40,43 @@ TEST_F(DaemonControlTest, ModesRunTheScript) {
 }
 
 TEST_F(DaemonControlTest, AChildGetsNothingOfTheRequest) {
-    WriteProgram(SCRIPT, "cd " + ROOT + "; grep -E 'Sig(Ign|Blk)' /proc/self/status > signals; " +
-                             "cat /proc/$$/environ > environment; exec > files; readlink /proc/$$/fd/*; true\n");
+    WriteProgram(
+        SCRIPT, "cd " + ROOT + "; cat /proc/$$/environ > environment; exec > files; readlink /proc/$$/fd/*; true\n");
     Request request = PostRequest("save_browsing_page", {{"enableradio", "true"}});
     request.environment["LD_DEBUG_OUTPUT"] = "/nowhere";
     request.beforeExec = [] {
         signal(SIGCHLD, SIG_IGN);
-        sigset_t all;
-        sigfillset(&all);
-        sigprocmask(SIG_SETMASK, &all, nullptr);
-        dup2(STDOUT_FILENO, 77);
+        dup2(STDOUT_FILENO, 3);
     };
     EXPECT_EQ(Send(request).body, SAVED);
     // The script opens the list, and its shell the script.
     const std::string own = ROOT + "/files\n" + SCRIPT + "\n";
     EXPECT_EQ(ReadAll(ROOT + "/files"), "/dev/null\n" + own + "/dev/null\n");
     EXPECT_EQ(ReadAll(ROOT + "/environment"), "PATH=/usr/sbin:/usr/bin:/sbin:/bin" + std::string(1, '\0'));
+}
+
+// A shell would begin with a mask of its own.
+TEST_F(DaemonControlTest, AChildHasDefaultSignals) {
+    const std::string status = ROOT + "/status";
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    sigprocmask(SIG_SETMASK, &all, &before);
+    signal(SIGTERM, SIG_IGN);
+    EXPECT_EQ(VLIBCExec("/bin/cp", "/proc/self/status", status.c_str(), nullptr, nullptr), 0);
+    signal(SIGTERM, SIG_DFL);
+    sigprocmask(SIG_SETMASK, &before, nullptr);
     // 32 and 33 are the C library's own: nobody can set them.
     unsigned long long blocked = 0;
     unsigned long long ignored = 0;
-    ASSERT_EQ(sscanf(ReadAll(ROOT + "/signals").c_str(), "SigBlk: %llx SigIgn: %llx", &blocked, &ignored), 2);
+    const std::string text = ReadAll(status);
+    const size_t masks = std::min(text.find("SigBlk"), text.size());
+    ASSERT_EQ(sscanf(text.c_str() + masks, "SigBlk: %llx SigIgn: %llx", &blocked, &ignored), 2);
     EXPECT_EQ((blocked | ignored) & ~0x180000000ULL, 0U);
 }
 
 TEST_F(DaemonControlTest, AScriptCannotDelayOrCorruptAnAnswer) {
-    WriteProgram(SCRIPT, "echo printed; echo printed >&2; sleep 20 & echo $! > " + ROOT + "/left\n");
+    WriteProgram(SCRIPT, "set -e; echo printed; echo printed >&2; sleep 20 & echo $! > " + ROOT + "/left\n");
     const Answer answer = Post("save_browsing_page", {{"enableradio", "true"}});
     EXPECT_TRUE(answer.output.starts_with("Content-Type:") && answer.body == SAVED) << answer.output;
     EXPECT_FALSE(answer.Logged("printed"));
@@ -96,6 +108,7 @@ TEST_F(DaemonControlTest, OnlyAProcessNumberIsSignalled) {
 TEST_F(DaemonControlTest, EventTextsStayOnOneLine) {
     const Answer answer = Post("save_browsing_page", {{"musicdisplayinfo", "a\"\\\x1B[0m\r\x7F\xC3\xA4"}});
     EXPECT_EQ(answer.log.front(), "event 0x11B00513 2 1 \"a\\\"\\\\\\x1B[0m\\x0D\\x7F\xC3\xA4\" \"\" \"\" \"\"");
+    EXPECT_EQ(EscapeForLog(std::string(5000, 'x')).size(), 4096U);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <regex>
@@ -24,6 +23,14 @@ class LogTest : public Appliance {
     const std::string DIAGNOSTICS = ETC + "/etc.log";
 
     static void Shell(const std::string& command) { EXPECT_EQ(system(("cd " + ROOT + "; " + command).c_str()), 0); }
+
+    // The same request with a file as its standard output.
+    static Request To(const std::string& file, Request request) {
+        request.beforeExec = [=] {
+            dup2(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDOUT_FILENO);
+        };
+        return request;
+    }
 };
 
 TEST_F(LogTest, TheWebLogDirectoryIsTheWebServers) {
@@ -33,18 +40,19 @@ TEST_F(LogTest, TheWebLogDirectoryIsTheWebServers) {
     umask(mask);
     Shell("test $(stat -c %f var/log/lighttpd) = 41fd");
     Shell("test $(id -u) != 0 || test $(stat -c %u.%g var/log/lighttpd) = 1024.100");
+    // One that is there keeps its owner.
+    Shell("test $(id -u) != 0 || chown 1 var/log/lighttpd");
+    WriteAll(SETTINGS, "");
+    EXPECT_EQ(Post("applylogconf", {{"dmslog", "true"}}).body, DONE);
+    Shell("test $(id -u) != 0 || test $(stat -c %u var/log/lighttpd) = 1");
 }
 
 TEST_F(LogTest, ClearingDeletesTheLogsAloneAndAnswersBeforeTheRestart) {
     const std::string out = ROOT + "/out";
     WriteProgram(SCRIPT, "cp " + out + " " + out + "_at_script; test ! -e " + ROOT + "/script_fails\n");
     const auto clear = [&](const std::string& body) {
-        Request request = PostRequest("clearlog");
-        request.beforeExec = [&] {
-            dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDOUT_FILENO);
-        };
         fs::remove(out + "_at_script");
-        const Answer answer = Send(request);
+        const Answer answer = Send(To(out, PostRequest("clearlog")));
         EXPECT_TRUE(ReadAll(out).ends_with("\r\n\r\n" + body)) << ReadAll(out);
         EXPECT_EQ(ReadAll(out + "_at_script"), ReadAll(out));
         return answer.log.back();
@@ -66,11 +74,13 @@ TEST_F(LogTest, DownloadHoldsLogsDiagnosticsAndSettings) {
         "cd var/log; echo daemon > dms.log; echo link > ../at; ln -s ../at dms.log.1; echo web > lighttpd/access.log; "
         ">other.log");
     WriteAll(ETC + "/menu_a b.xml", "<menu/>");
-    WriteAll(ROOT + "/volume1/dms.core", "");
-    Shell("cp /bin/sleep dms; ./dms 60 & echo $! > pid; until grep -q dms /proc/$!/comm; do :; done");
-    const std::string pid = std::to_string(std::stoi(ReadAll(ROOT + "/pid")));
+    WriteAll(DIAGNOSTICS, "old\n");
+    WriteAll(ROOT + "/volume1/x.core", "");
+    Shell(
+        "for name in dms lighttpd; do cp /bin/sleep $name; ./$name 60 & echo -n $! > $name.pid;"
+        "until grep -q $name /proc/$!/comm; do :; done; done");
     const Answer answer = Post("downloadlog");
-    kill(std::stoi(pid), SIGKILL);
+    Shell("kill $(cat dms.pid) $(cat lighttpd.pid)");
     EXPECT_EQ(answer.header,
         "Content-Disposition: attachment; filename=dms.dmslog\nAccept-Ranges: none\n"
         "Content-Type: application/force-download; name=\"dms.tgz\"\r\nCache-Control: no-store\r\n"
@@ -83,10 +93,19 @@ TEST_F(LogTest, DownloadHoldsLogsDiagnosticsAndSettings) {
     const std::string expected =
         "./dms.log: daemon\n./dms.log.1: link\n./lighttpd/access.log: web\n"
         "./package/etc.log: PID of dms:\n(.* )?" +
-        pid +
-        "( .*)?\nPID of lighttpd:\n([0-9 ]+\n)?-{16}\n"
-        "-rw.*/volume1/dms.core\n./package/menu_a b.xml: <menu/>\n";
+        ReadAll(ROOT + "/dms.pid") + "( .*)?\nPID of lighttpd:\n(.* )?" + ReadAll(ROOT + "/lighttpd.pid") +
+        "( .*)?\n-{16}\n"
+        "-rw.*/volume1/x.core\n./package/menu_a b.xml: <menu/>\n";
     EXPECT_TRUE(std::regex_match(ReadAll(ROOT + "/listing"), std::regex(expected))) << ReadAll(ROOT + "/listing");
+}
+
+TEST_F(LogTest, TheHeaderLeavesBeforeTheArchive) {
+    const std::string out = ROOT + "/out";
+    WriteProgram(ROOT + "/bin/gzip", "sleep 1; cp " + out + " " + out + "_at_gzip; exec /bin/gzip\n");
+    Request request = PostRequest("downloadlog");
+    request.environment["PATH"] = ROOT + "/bin:/usr/bin:/bin";
+    Send(To(out, request));
+    EXPECT_TRUE(ReadAll(out + "_at_gzip").ends_with("nosniff\r\n\r\n")) << ReadAll(out + "_at_gzip");
 }
 
 TEST_F(LogTest, FailuresOfTheDownloadLeaveNoDiagnostics) {

@@ -1,5 +1,6 @@
 // The download and the replacement of menu templates.
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -27,6 +28,9 @@ TEST_F(MenuTemplatesTest, TemplatesComeBackByteForByte) {
         WriteAll(Path(name), content);
         EXPECT_TRUE(Post("loadmenu", {{"template", name}}).output == TemplateHeader(size) + content) << name;
     }
+    umask(022);
+    EXPECT_EQ(Post("savemenu", {{"template", "new"}, {"content", ""}}).body, SUCCESS);
+    EXPECT_EQ(std::filesystem::status(Path("new")).permissions(), std::filesystem::perms(0644));
 }
 
 TEST_F(MenuTemplatesTest, ATemplateLargerThanMemoryStreams) {

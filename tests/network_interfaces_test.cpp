@@ -9,8 +9,9 @@ class NetworkInterfacesTest : public Appliance {
     const std::string TEXTS = ROOT + "/usr/share/vexa/texts/enu/strings.json";
 
     void SetUp() override {
-        WriteAll(TEXTS, R"({"tcpip":{"tcpip_lan_port":"LAN"},"network":{"tcpip_lan_port":"no",)"
-                        R"("linkaggr_desc":"Bond"},"tree":{"leaf_wireless_ap":"Access point"}})");
+        WriteAll(TEXTS,
+            R"({"tcpip":{"tcpip_lan_port":"LAN"},"network":{"tcpip_lan_port":"no",)"
+            R"("linkaggr_desc":"Bond","wireless_network":"Wireless"},"tree":{"leaf_wireless_ap":"Access point"}})");
         if (Load("add eth0; slave eth1 eth0", "/bin/true").exitStatus != 0) {
             GTEST_SKIP() << "no permission, or no iproute2, for a network of one's own";
         }
@@ -49,6 +50,15 @@ TEST_F(NetworkInterfacesTest, DisplayTextsFollowPositionAndName) {
         EXPECT_EQ(List(answer), list);
         EXPECT_EQ(answer.log.size(), 0U);
     }
+    // What the kernel says of an interface, told in its place.
+    const auto told = [](const std::string& attribute) {
+        return Load("mount -t tmpfs tmpfs /sys; for i in 1 2; do mkdir -p /sys/class/net/eth$i/" + attribute +
+                    "; done; add eth0; add eth1; add eth2; add eth3");
+    };
+    for (const std::string wireless : {"wireless", "phy80211"}) {
+        EXPECT_EQ(List(told(wireless)), "eth0 LAN 1\neth1 Wireless\neth2 LAN 3\neth3 LAN 4\n");
+    }
+    EXPECT_EQ(List(told("master/bonding")), "eth0 LAN 1\neth3 LAN 4\n");
     WriteAll(TEXTS, R"({"tree":{"tcpip_lan_port":")" + std::string(249, 'x') + "\"}}");
     EXPECT_EQ(List(Load("add eth12345678")), "eth12345678 " + std::string(249, 'x') + " 12345\n");
 }
@@ -57,7 +67,7 @@ TEST_F(NetworkInterfacesTest, TheServedAddressChoosesTheInterface) {
     // Of two interfaces that have the address the last is chosen.
     const std::string cases[][3] = {{"", "", "eth0"}, {"gone", "", "gone"}, {"eth1", "10.0.0.12", "eth2"},
         {"eth1", "10.0.0.1", "eth3"}, {"eth1", "10.0.0.12\n", "eth1"}, {"eth1", "\n10.0.0.12", "eth1"},
-        {"eth1", "10.0.0.123", "eth1"}};
+        {"eth1", "10.0.0.123", "eth1"}, {std::string(40, 'x'), "", std::string(31, 'x')}, {"eth1", "10.0.0", "eth1"}};
     for (const auto& [stored, address, selected] : cases) {
         if (!stored.empty()) {
             WriteAll(ROOT + "/var/run/dms.ip", address);

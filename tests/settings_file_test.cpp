@@ -105,7 +105,7 @@ TEST_F(SettingsFileTest, ModeOwnerAndLinkStay) {
     umask(077);
     EXPECT_EQ(Set("v"), 0);
     EXPECT_EQ(Status(), "100644 " + std::to_string(geteuid()) + " " + std::to_string(getegid()));
-    ASSERT_TRUE(chmod(SETTINGS_FILE, 0640) == 0 && (geteuid() != 0 || chown(SETTINGS_FILE, 1234, 4321) == 0));
+    ASSERT_TRUE(chmod(SETTINGS_FILE, 02640) == 0 && (geteuid() != 0 || chown(SETTINGS_FILE, 1234, 4321) == 0));
     const std::string before = Status();
     EXPECT_EQ(Set("w"), 0);
     EXPECT_EQ(Status(), before);
@@ -122,6 +122,10 @@ TEST_F(SettingsFileTest, ModeOwnerAndLinkStay) {
     EXPECT_EQ(Set("v"), -1);
     fs::create_directories(SETTINGS);
     EXPECT_EQ(Set("v"), -1);
+    fs::remove(SETTINGS);
+    ASSERT_EQ(mkfifo(SETTINGS_FILE, 0600), 0);
+    EXPECT_EQ(Set("v"), -1);
+    EXPECT_TRUE(fs::is_fifo(SETTINGS));
 }
 
 TEST_F(SettingsFileTest, WritersTakeTurns) {
