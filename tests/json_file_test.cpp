@@ -1,4 +1,4 @@
-// The system's JSON files: what is read, what is refused, and the form in which they are written.
+// The system's JSON files: what the library must not be given.
 #include "tests/appliance.h"
 
 namespace {
@@ -31,25 +31,6 @@ TEST_F(JsonFileTest, TextsAreJudgedBeforeTheyAreParsed) {
     for (const auto& [content, body] : cases) {
         WriteAll(ROOT + "/var/packages/Dalmira/target/etc/agent.conf", content);
         EXPECT_EQ(Post("loadProfileList").body, body) << content.substr(0, 60);
-    }
-}
-
-TEST_F(JsonFileTest, SavesKeepTheFormAndTheComments) {
-    const std::string file = ETC + "/client_list.json";
-    WriteAll(file,
-        "// the file\n{\"z\": [], /* beside z */ \"ClientList\": [\n// the first\n{\"profileName\": \"O\", // profile\n"
-        "\"macAddr\": \"m1\",\n/* may it? */\n\"isAccess\": true, // yes\n\"more\": [1, [2.5, null], {}]},\n"
-        "{\"macAddr\": \"m\xC3\xA4\" /* another */}]}\n// the end\n");
-    for (int i = 0; i < 2; ++i) {
-        const char* changes = R"([{"macAddr": "m1", "profileName": "P", "isAccess": false}])";
-        EXPECT_EQ(Post("saveClientList", {{"modifiedInfo", changes}}).body, SUCCESS);
-        EXPECT_EQ(ReadAll(file),
-            "// the file\n{\n\t\"ClientList\" : \n\t[\n\t\t// the first\n\t\t{\n\t\t\t/* may it? */\n"
-            "\t\t\t\"isAccess\" : false, // yes\n\t\t\t\"macAddr\" : \"m1\",\n\t\t\t\"more\" : \n\t\t\t[\n\t\t\t\t1,\n"
-            "\t\t\t\t[ 2.5, null ],\n\t\t\t\t{}\n\t\t\t],\n\t\t\t\"profileName\" : \"P\", // profile\n"
-            "\t\t\t\"profileName_UserSelected\" : \"P\"\n\t\t},\n\t\t{\n\t\t\t\"macAddr\" : \"m\\u00e4\" /* another "
-            "*/\n"
-            "\t\t}\n\t],\n\t\"z\" : [] /* beside z */\n}\n// the end\n");
     }
 }
 

@@ -121,8 +121,8 @@ TEST_P(TranscriptTest, Holds) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, TranscriptTest,
-    testing::Values("client_list", "collections", "forms", "json_files", "language_texts", "languages", "log_switch",
-        "login", "menu_templates"),
+    testing::Values("client_list", "collections", "forms", "json_files", "language_texts", "languages", "login", "logs",
+        "menu_templates"),
     [](const auto& file) { return file.param; });
 
 }  // namespace
