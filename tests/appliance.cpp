@@ -51,6 +51,16 @@ Json::Value ParsedJson(const std::string& text) {
     return value;
 }
 
+Json::Value Merged(Json::Value base, const Json::Value& more) {
+    for (const std::string& name : more.getMemberNames()) {
+        const bool objects = base[name].isObject() && more[name].isObject();
+        base[name] = objects ? Merged(base[name], more[name]) : more[name];
+    }
+    return base;
+}
+
+std::string NestedArrays(size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); }
+
 Strings Answer::Events() const {
     Strings events;
     for (const std::string& line : log) {

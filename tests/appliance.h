@@ -15,6 +15,8 @@ using Fields = std::vector<std::pair<std::string, std::string>>;
 using Strings = std::vector<std::string>;
 
 Json::Value ParsedJson(const std::string& text);
+Json::Value Merged(Json::Value base, const Json::Value& more);  // `more` over `base`; objects by their members
+std::string NestedArrays(size_t depth);
 
 struct Request {
     std::map<std::string, std::string> environment;  // the CGI variables

@@ -65,11 +65,10 @@ TEST_F(ClientListTest, ASaveMergesTheChanges) {
 }
 
 TEST_F(ClientListTest, NeitherDepthNorModeLosesTheList) {
-    const auto nested = [](size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
     WriteAll(STORED, "{}");
-    ExpectAnswer(Save(nested(1000)), FAILURE);
+    ExpectAnswer(Save(NestedArrays(1000)), FAILURE);
     EXPECT_EQ(ReadAll(STORED), "{}");
-    ExpectAnswer(Save(nested(999)), SUCCESS);
+    ExpectAnswer(Save(NestedArrays(999)), SUCCESS);
     std::filesystem::permissions(STORED, std::filesystem::perms(0400));
     Request readOnly = Save("[]");
     readOnly.beforeExec = [] { prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0); };  // root obeys modes, too

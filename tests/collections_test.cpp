@@ -33,12 +33,11 @@ class CollectionsTest : public Appliance {
 };
 
 TEST_F(CollectionsTest, NoListMakesTheFileUnreadable) {
-    const auto nested = [](size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
-    for (const std::string& list : {nested(100000), nested(998)}) {
+    for (const std::string& list : {NestedArrays(100000), NestedArrays(998)}) {
         EXPECT_EQ(Send(Save("ann", list)).body, FAILURE);
     }
-    for (const std::string& list :
-        {nested(997), std::string("[\"1\"] // open"), std::string("\"\xFF\xED\xA0\x80\\udc00\""), std::string("[]")}) {
+    for (const std::string& list : {NestedArrays(997), std::string("[\"1\"] // open"),
+             std::string("\"\xFF\xED\xA0\x80\\udc00\""), std::string("[]")}) {
         const Answer answer = Send(Save("ann", list));
         EXPECT_EQ(answer.body, SUCCESS);
         EXPECT_EQ(answer.log, Strings{}) << list;
@@ -50,9 +49,8 @@ TEST_F(CollectionsTest, OneActionOfNineteenNeedsLibpq) {
     WriteAll(ROOT + "/lib/libpq.so.5", "no library");
     std::istringstream actions(
         "load_dma_page save_dma_page load_browsing_page save_browsing_page load_general_page save_general_page "
-        "loadmenu "
-        "savemenu getdmslangtext loadlogconf applylogconf downloadlog clearlog saveClientList loadClientList "
-        "loadProfileList clearClientList saveCollection loadCollection");
+        "loadmenu savemenu getdmslangtext loadlogconf applylogconf downloadlog clearlog saveClientList "
+        "loadClientList loadProfileList clearClientList saveCollection loadCollection");
     for (std::string action; actions >> action;) {
         Request request = PostRequest(action);
         request.environment.insert({{"LD_LIBRARY_PATH", ROOT + "/lib"}, {"LD_DEBUG", "files"}});

@@ -1,4 +1,4 @@
-// The log's switch, the download of the logs and their deletion.
+// The web server's log directory, the download of the logs and their deletion.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>

@@ -10,13 +10,6 @@ namespace {
 // one back; '%' is the text that was written.
 const Json::Value SETTINGS_OF_PAGES = Cases("settings_pages", "settings");
 
-Json::Value With(Json::Value object, const Json::Value& changed) {
-    for (const std::string& name : changed.getMemberNames()) {
-        object[name] = changed[name];
-    }
-    return object;
-}
-
 const Json::Value ALL_MISSING = ParsedJson(R"({"all":"missing"})");
 
 // A page's settings file with what is stored, but for some values by field.
@@ -145,7 +138,7 @@ TEST_F(SettingsPagesTest, FieldsFollowTheirRules) {
         const std::string failing = ROOT + "/" + save["failing"].asString() + "_fails";
         WriteAll(SETTINGS, File(save["page"], save["before"]));
         WriteAll(failing, "");
-        ExpectSaved(save["page"], ToFields(save["fields"]), File(save["page"], With(save["before"], save["after"])),
+        ExpectSaved(save["page"], ToFields(save["fields"]), File(save["page"], Merged(save["before"], save["after"])),
             ToStrings(save["done"]), save.isMember("line") ? Error(save["line"].asInt()) : SAVED);
         std::filesystem::remove(failing);
     }
@@ -162,8 +155,8 @@ TEST_F(SettingsPagesTest, StoredSettingsAreLoaded) {
     EXPECT_FALSE(std::filesystem::exists(SETTINGS));
     for (const Json::Value& load : Cases("settings_pages", "loads")) {
         const std::string page = load["page"].asString();
-        WriteAll(SETTINGS, File(page, With(ALL_MISSING, load["stored"])));
-        EXPECT_EQ(Load(page), With(defaults[page], load["shown"])) << load;
+        WriteAll(SETTINGS, File(page, Merged(ALL_MISSING, load["stored"])));
+        EXPECT_EQ(Load(page), Merged(defaults[page], load["shown"])) << load;
     }
     WriteAll(ROOT + "/var/packages/Kinovo/enabled", "");
     EXPECT_EQ(Load("browsing")["kinovo_enabled"], true);

@@ -11,15 +11,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// `more` over `base`; objects by their members.
-Json::Value Merged(Json::Value base, const Json::Value& more) {
-    for (const std::string& name : more.getMemberNames()) {
-        const bool objects = base[name].isObject() && more[name].isObject();
-        base[name] = objects ? Merged(base[name], more[name]) : more[name];
-    }
-    return base;
-}
-
 class TranscriptTest : public Appliance, public testing::WithParamInterface<std::string> {
   protected:
     // Names that don't begin with '/' are those of the package's settings directory.

@@ -1,6 +1,5 @@
 #include "clients/json_file.h"
 
-#include <fcntl.h>
 #include <json/writer.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -13,15 +12,16 @@
 #include "platform/json_text.h"
 
 bool MediaServiceHandler::GetJsonFromFile(const char* path, Json::Value& value) {
-    // Not to wait for a writer where a FIFO lies in the file's place.
-    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const Descriptor file(OpenToRead(path));
     if (!file.IsOpen()) {
         syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::GetJsonFromFile - %s could not open", SOURCE_NAME,
                1579, path);
         return false;
     }
+    struct stat status = {};
     std::string text;
-    if (!ReadToEnd(file.Get(), text) || !ParseJson(text, value)) {
+    if (fstat(file.Get(), &status) != 0 || !ReadToEnd(file.Get(), status.st_size, text) ||
+        !ParseJson(text, value)) {
         syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::GetJsonFromFile - Json::Reader::parse failed",
                SOURCE_NAME, 1584);
         return false;

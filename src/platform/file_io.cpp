@@ -13,12 +13,11 @@ Descriptor::~Descriptor() {
     }
 }
 
-bool ReadToEnd(int descriptor, std::string& content) {
+int OpenToRead(const char* path) { return open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK); }
+
+bool ReadToEnd(int descriptor, off_t size, std::string& content) {
     content.clear();
-    struct stat status = {};
-    if (fstat(descriptor, &status) == 0 && status.st_size > 0) {
-        content.reserve(static_cast<size_t>(status.st_size));
-    }
+    content.reserve(static_cast<size_t>(size));
     std::array<char, 16U << 10U> piece;
     for (;;) {
         const ssize_t count = read(descriptor, piece.data(), piece.size());
@@ -33,8 +32,7 @@ bool ReadToEnd(int descriptor, std::string& content) {
 }
 
 bool ReadFile(const char* path, std::string& content) {
-    // Not to wait for a writer where a FIFO lies in the file's place.
-    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const Descriptor file(OpenToRead(path));
     struct stat status = {};
     if (!file.IsOpen() || fstat(file.Get(), &status) != 0) {
         return false;
@@ -43,7 +41,7 @@ bool ReadFile(const char* path, std::string& content) {
         errno = EINVAL;
         return false;
     }
-    return ReadToEnd(file.Get(), content);
+    return ReadToEnd(file.Get(), status.st_size, content);
 }
 
 bool WriteAll(int descriptor, std::string_view content) {

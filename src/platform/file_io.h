@@ -1,6 +1,8 @@
 // Whole files and descriptors.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <string_view>
 
@@ -18,8 +20,13 @@ class Descriptor {
     int number_;
 };
 
-// read(2) to the end; false with errno set when it fails, with what came before in `content`.
-bool ReadToEnd(int descriptor, std::string& content);
+// open(2) for reading, which doesn't wait for a writer where a FIFO lies in the file's place. Returns the
+// descriptor, -1 with errno set on failure.
+int OpenToRead(const char* path);
+
+// read(2) to the end, with room for the `size` bytes that are expected; false with errno set when it fails,
+// with what came before in `content`.
+bool ReadToEnd(int descriptor, off_t size, std::string& content);
 
 // Reads the regular file at `path` to its end. False with errno set when it can't be opened or read, or is of
 // another kind (EINVAL).
