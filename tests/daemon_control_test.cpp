@@ -7,7 +7,9 @@
 #include <filesystem>
 
 #include "mediaserv/media_service_handler.h"
-#include "platform/system_library.h"
+#include "platform/event_log.h"
+#include "platform/last_error.h"
+#include "platform/processes.h"
 #include "tests/appliance.h"
 
 namespace fs = std::filesystem;

@@ -1,9 +1,9 @@
-// The system's JSON files: what the library must not be given.
+// The system's JSON texts: which are documents, what they may cost, and that their comments stay.
 #include "tests/appliance.h"
 
 namespace {
 
-std::string Times(int times, const std::string& text) {
+std::string Times(size_t times, const std::string& text) {
     std::string result;
     while (times-- > 0) {
         result += text;
@@ -11,27 +11,57 @@ std::string Times(int times, const std::string& text) {
     return result;
 }
 
-std::string Nested(int depth) { return Times(depth, "{\"a\":") + "1" + Times(depth, "}"); }
+std::string Nested(size_t depth) { return Times(depth, "{\"a\":") + "1" + Times(depth, "}"); }
 
-class JsonFileTest : public Appliance {};
-
-// What the library would throw at, or read in quadratic time, and what is none of its texts.
-TEST_F(JsonFileTest, TextsAreJudgedBeforeTheyAreParsed) {
-    const std::string unread = "{\"ClientList\":0,\"success\":false}\n";
-    const std::string comments = "{\"a\": 1 " + Times(100, "/**/");
-    const std::pair<std::string, std::string> cases[] = {
-        {"{\"a\": \"\xFF\xC3\"}", "{\"a\":\"\\ufffd\\ufffd\",\"success\":true}\n"},
-        {Nested(999), Nested(999).substr(0, 999 * 5) + "1" + Times(998, "}") + ",\"success\":true}\n"},
-        {comments + "\n/**/}", "{\"a\":1,\"success\":true}\n"}, {comments + "/**/}", unread}, {"\xFF\xFE{}", unread},
-        {Nested(1000), unread}, {Times(100000, "["), unread}, {Times(100000, "[{\"a\":"), unread},
-        {Times(100000, "[}"), unread}, {Times(1000, "]") + Nested(1001), unread},
-        {Times(1200, "{\"a\":\"\\\"}\",\"b\":"), unread},
-        // The library takes any token behind a comment for a comma.
-        {Times(1200, "{\"a\":1/**/]\"b\":"), unread}, {Times(998, "[{\"a\":1/**/]\"b\":"), unread}};
-    for (const auto& [content, body] : cases) {
+class JsonFileTest : public Appliance {
+  protected:
+    static void Expect(const std::string& content, const std::string& body, const Strings& log = {}) {
         WriteAll(ROOT + "/var/packages/Dalmira/target/etc/agent.conf", content);
-        EXPECT_EQ(Post("loadProfileList").body, body) << content.substr(0, 60);
+        const Answer answer = Post("loadProfileList");
+        EXPECT_EQ(answer.body, body) << content.substr(0, 200);
+        EXPECT_EQ(answer.log, log) << content.substr(0, 200);
     }
+
+    static void ExpectDocument(const std::string& content, Json::Value document) {
+        document["success"] = true;
+        Expect(content, Json::FastWriter().write(document));
+    }
+
+    static void ExpectNone(const std::string& content) {
+        Expect(content, UNREAD,
+            {"mediaserv:1584 Error: MediaServiceHandler::GetJsonFromFile - Json::Reader::parse failed"});
+    }
+
+    static constexpr char UNREAD[] = "{\"ClientList\":0,\"success\":false}\n";
+};
+
+TEST_F(JsonFileTest, ATextIsExactlyOneDocument) {
+    for (const Json::Value& document : Cases("json_texts", "documents")) {
+        ExpectDocument(document[0].asString(), document[1]);
+    }
+    for (const Json::Value& text : Cases("json_texts", "no objects")) {
+        Expect(text.asString(), UNREAD);
+    }
+    for (const Json::Value& text : Cases("json_texts", "no documents")) {
+        ExpectNone(text.asString());
+    }
+    Expect("{\"a\": \"\xFF\xC3\"}", "{\"a\":\"\\ufffd\\ufffd\",\"success\":true}\n");
+    ExpectNone("\xFF\xFE{}");
+}
+
+TEST_F(JsonFileTest, CostIsJudgedFirst) {
+    const std::string comments = Times(1000, "//\n");
+    Expect(Nested(999), Nested(999).substr(0, 999 * 5) + "1" + Times(998, "}") + ",\"success\":true}\n");
+    ExpectDocument(comments + "{" + comments + "\"a\"" + comments + ":" + comments + "1}", ParsedJson("{\"a\":1}"));
+    for (const std::string& text : {Nested(1000), Times(100000, "["), Times(100000, "[{\"a\":"), Times(100000, "[}"),
+             Times(1000, "]"), "[" + comments + "//\n1]", "[" + Times(1001, "/**/") + "]",
+             "[1," + Times(500000, " ") + "\n" + Times(100000, "//\n"), "{\"a\":[" + Times(999999, "0,") + "0]}",
+             "[" + Times(500000, "0/**/,") + "0]", std::string(64U << 20U, ' ') + "{}"}) {
+        ExpectNone(text);
+    }
+    const std::string most = "{\"a\":[" + Times(999997, "0,") + "0]}";
+    WriteAll(ROOT + "/var/packages/Dalmira/target/etc/agent.conf", most);
+    EXPECT_EQ(Post("loadProfileList").body.size(), most.size() + sizeof ",\"success\":true");
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 // The download and the replacement of menu templates.
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -49,6 +50,11 @@ TEST_F(MenuTemplatesTest, ATemplateLargerThanMemoryStreams) {
     };
     EXPECT_EQ(
         Send(request).log, Strings{"mediaserv (1030) FAILED TO WRITE SONG FILE:a\\x0Ab TO STREAM, reason=Broken pipe"});
+    // One that is lost in the last piece is told as well.
+    WriteAll(Path("big"), "small");
+    request.beforeExec = [] { dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO); };
+    EXPECT_EQ(Send(request).log,
+        Strings{"mediaserv (1030) FAILED TO WRITE SONG FILE:a\\x0Ab TO STREAM, reason=No space left on device"});
     const std::string received = ReadAll(ROOT + "/received");
     EXPECT_TRUE(received.starts_with(TemplateHeader(SIZE)) && received.ends_with("300000000\n"));
 }

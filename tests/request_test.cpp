@@ -8,18 +8,27 @@
 namespace {
 
 const std::string FORM = "application/x-www-form-urlencoded";
+const std::string MULTIPART = "multipart/form-data; boundary=XX";
 constexpr size_t LARGEST_BODY = 32U << 20U;
 
 class RequestTest : public Appliance {
   protected:
-    // The value of the field "content" as an action gets it.
-    static std::string ContentOf(const std::string& type, const std::string& body) {
+    static Request ProbeRequest(const std::string& type, const std::string& body) {
         Request request = {PostRequest("").environment, body};
         request.environment["CONTENT_TYPE"] = type;
         request.environment["CONTENT_LENGTH"] = std::to_string(body.size());
         request.environment["QUERY_STRING"] = "action=savemenu&template=probe";
-        EXPECT_EQ(Send(request).body, SUCCESS);
+        return request;
+    }
+
+    // The value of the field "content" as an action gets it.
+    static std::string ContentOf(const std::string& type, const std::string& body) {
+        EXPECT_EQ(Send(ProbeRequest(type, body)).body, SUCCESS);
         return ReadAll(ETC + "/menu_probe.xml");
+    }
+
+    static std::string Part(const std::string& name, const std::string& value) {
+        return "--XX\r\nContent-Disposition: form-data; name=\"" + name + "\"\r\n\r\n" + value + "\r\n";
     }
 };
 
@@ -32,13 +41,35 @@ TEST_F(RequestTest, LargeAndBinaryFieldsComeWhole) {
     const std::string largest(LARGEST_BODY - 8, 'x');
     EXPECT_TRUE(ContentOf("Application/X-WWW-Form-URLencoded; charset=UTF-8", "content=" + largest) == largest);
     EXPECT_EQ(ContentOf(FORM, std::string(1U << 20U, '&') + "content=%FF%C3%28\xE4"), "\xFF\xC3(\xE4");
-    std::string parts;
-    for (int i = 0; i < 10000; ++i) {
-        parts += "--XX\r\nContent-Disposition: form-data; name=\"c\"\r\n\r\n\r\n";
+    std::string content;
+    for (int i = 0; i < 256; ++i) {
+        content += static_cast<char>(i);
     }
-    EXPECT_EQ(ContentOf("multipart/form-data; boundary=XX",
-                  parts + "--XX\r\nContent-Disposition: form-data; name=\"content\"\r\n\r\n\xFF\r\n--XX--"),
-        "\xFF");
+    EXPECT_EQ(ContentOf(MULTIPART, Part("content", "\xFF" + content.substr(1)) + "--XX--"), "\xFF" + content.substr(1));
+}
+
+TEST_F(RequestTest, AFormHasSoManyFieldsAndNoMore) {
+    const auto urlencoded = [](int fields) {
+        std::string body;
+        for (int i = 0; i < fields; ++i) {
+            body += "&=";
+        }
+        return Send(ProbeRequest(FORM, body)).body;
+    };
+    const auto multipart = [](int fields) {
+        std::string body;
+        for (int i = 0; i < fields; ++i) {
+            body += Part("c", "");
+        }
+        return Send(ProbeRequest(MULTIPART, body + "--XX--")).body;
+    };
+    // With those of the query string, which has no content.
+    for (const auto& answer : {std::function(urlencoded), std::function(multipart)}) {
+        EXPECT_EQ(answer(9998), FAILURE);
+        for (const int fields : {9999, 10001, 300000}) {
+            EXPECT_EQ(answer(fields), Error(0));
+        }
+    }
 }
 
 TEST_F(RequestTest, ASaveOutlivesItsClient) {

@@ -88,7 +88,7 @@ TEST_F(SettingsPagesTest, EachSettingIsSavedToAndFro) {
             const Request onFullDisk = OnFullDisk(Save(setting["page"], fields));
             const Answer failed = Send(onFullDisk);
             EXPECT_EQ(failed.body, Error(setting["lines"][back].asInt()));
-            EXPECT_EQ(failed.log, Strings{});
+            EXPECT_EQ(failed.log, Strings{SETTINGS + " can't be saved: File too large"});
             values[setting["field"].asString()] = stored;
             ExpectSaved(setting["page"], fields, File(setting["page"], values),
                 {Event(setting, back, stored), setting["needs"] == "restart" ? "508" : "",

@@ -112,8 +112,8 @@ TEST_P(TranscriptTest, Holds) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, TranscriptTest,
-    testing::Values("client_list", "collections", "forms", "json_files", "language_texts", "languages", "login", "logs",
-        "menu_templates"),
+    testing::Values(
+        "client_list", "collections", "forms", "language_texts", "languages", "login", "logs", "menu_templates"),
     [](const auto& file) { return file.param; });
 
 }  // namespace

@@ -11,8 +11,9 @@
 #include "clients/json_file.h"
 #include "daemon/daemon_control.h"
 #include "mediaserv/media_service_handler.h"
-#include "platform/json_text.h"
-#include "platform/system_library.h"
+#include "platform/file_io.h"
+#include "platform/json_reader.h"
+#include "platform/processes.h"
 
 namespace {
 
@@ -23,7 +24,6 @@ constexpr char USER_PROFILE[] = "profileName_UserSelected";
 constexpr char ACCESS[] = "isAccess";
 
 constexpr unsigned int SECONDS_TO_START = 3;
-constexpr unsigned int SECONDS_TO_WRITE = 1;
 
 using ClientIndex = std::unordered_map<std::string_view, Json::Value*>;
 
@@ -61,10 +61,16 @@ bool IndexByMacAddress(Json::Value& document, ClientIndex& index) {
     return true;
 }
 
+// Compared as texts: what is missing or null is empty, the number 3 is "3".
+bool IsText(const Json::Value& value, std::string_view text) {
+    return value.isString() ? View(value) == text
+                            : value.isConvertibleTo(Json::stringValue) && value.asString() == text;
+}
+
 // Values are replaced, the comments that stand with them stay.
 void ApplyChange(const Json::Value& profile, const Json::Value& access, Json::Value& client) {
     Json::Value& stored = client[PROFILE];
-    if (View(stored) != View(profile)) {
+    if (!IsText(stored, View(profile))) {
         client[USER_PROFILE].copyPayload(profile);
     }
     stored.copyPayload(profile);
@@ -92,6 +98,7 @@ void ApplyChanges(const Json::Value& changes, const ClientIndex& index) {
 }
 
 bool SaveChanges(const char* changesText) {
+    FileReplacement file(CLIENT_LIST_FILE);
     Json::Value document;
     Json::Value changes;
     ClientIndex index;
@@ -100,22 +107,16 @@ bool SaveChanges(const char* changesText) {
         return false;
     }
     ApplyChanges(changes, index);
-    if (!WriteJsonFile(CLIENT_LIST_FILE, document)) {
+    const Saved saved = SaveJsonFile(file, document);
+    if (saved == Saved::CantOpen) {
         syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::SaveClientList - %s could not open", SOURCE_NAME,
                1655, CLIENT_LIST_FILE);
-        return false;
     }
-    TakeBackClientList();
-    return true;
+    return saved == Saved::Yes;
 }
 
-void LetDaemonWriteClientList() {
-    VLIBCProcSignalByPidFile(DMS_PID_FILE, SIGNAL_WRITE_CLIENT_LIST);
-    sleep(SECONDS_TO_WRITE);
-}
-
-bool RunControlScript(const char* order, const char* failure, int line) {
-    if (VLIBCExec(DMS_CONTROL_SCRIPT, order, nullptr, nullptr, nullptr) >= 0) {
+bool Control(const char* order, const char* failure, int line) {
+    if (RunControlScript(order) >= 0) {
         return true;
     }
     syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::ClearClientList() - %s", SOURCE_NAME, line, failure);
@@ -135,7 +136,13 @@ void MediaServiceHandler::AnswerFile(const char* path) {
     WriteJsonResponse(answer, JSON_TEXT_TYPE);
 }
 
-void MediaServiceHandler::SaveClientList() { WriteSuccess(SaveChanges(web_.In("modifiedInfo", nullptr))); }
+void MediaServiceHandler::SaveClientList() {
+    const bool saved = SaveChanges(web_.In("modifiedInfo", nullptr));
+    if (saved) {
+        TakeBackClientList();
+    }
+    WriteSuccess(saved);
+}
 
 void MediaServiceHandler::LoadProfileList() { AnswerFile(PROFILE_LIST_FILE); }
 
@@ -145,14 +152,14 @@ void MediaServiceHandler::LoadClientList() {
 }
 
 void MediaServiceHandler::ClearClientList() {
-    if (!RunControlScript("stop", "stop dms error", 1494)) {
+    if (!Control("stop", "stop dms error", 1494)) {
         WriteSuccess(false);
         return;
     }
     if (VLIBCFileExist(CLIENT_LIST_FILE) != 0) {
         VLIBCExec("/bin/rm", "-f", CLIENT_LIST_FILE, nullptr, nullptr);
     }
-    if (!RunControlScript("start", "start dms error", 1506)) {
+    if (!Control("start", "start dms error", 1506)) {
         WriteSuccess(false);
         return;
     }

@@ -6,12 +6,13 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 #include "clients/json_file.h"
 #include "collections/login_user.h"
 #include "mediaserv/media_service_handler.h"
-#include "platform/json_text.h"
-#include "platform/system_library.h"
+#include "platform/file_io.h"
+#include "platform/json_reader.h"
 #include "platform/video_library.h"
 
 namespace {
@@ -40,11 +41,6 @@ Json::Value ReadChoices() {
         MediaServiceHandler::GetJsonFromFile(EXPOSED_COLLECTION_FILE, choices);
     }
     return choices;
-}
-
-bool WriteChoices(const Json::Value& choices) {
-    return WriteJsonFile(EXPOSED_COLLECTION_FILE, choices) ||
-           WriteJsonFile(EXPOSED_COLLECTION_FILE, choices, std::ios::in | std::ios::out);
 }
 
 // What one user exposes, from a document of whatever shape.
@@ -97,7 +93,7 @@ Json::Value ListCollections(uint32_t uid) {
 
 // Puts `exposed` into the user's entry. False when the document has a shape that can't take it: other users'
 // choices are worth more than this save.
-bool SetExposed(Json::Value& choices, const std::string& userKey, const Json::Value& exposed) {
+bool SetExposed(Json::Value& choices, const std::string& userKey, Json::Value exposed) {
     if (!choices.isObject() && !choices.isNull()) {
         return false;
     }
@@ -105,7 +101,7 @@ bool SetExposed(Json::Value& choices, const std::string& userKey, const Json::Va
     if (!entry.isObject() && !entry.isNull()) {
         return false;
     }
-    entry[EXPOSED] = exposed;
+    entry[EXPOSED] = std::move(exposed);
     return true;
 }
 
@@ -134,6 +130,7 @@ void MediaServiceHandler::LoadCollection() {
 }
 
 void MediaServiceHandler::SaveCollection() {
+    FileReplacement file(EXPOSED_COLLECTION_FILE);
     Json::Value choices = ReadChoices();
     uint32_t uid = 0;
     if (!GetLoginUid(uid)) {
@@ -144,5 +141,6 @@ void MediaServiceHandler::SaveCollection() {
     const char* text = web_.In(EXPOSED, nullptr);
     Json::Value exposed;
     WriteSuccess(text != nullptr && ParseJson(text, exposed, MAX_EXPOSED_DEPTH) &&
-                 SetExposed(choices, UserKey(uid), exposed) && WriteChoices(choices));
+                 SetExposed(choices, UserKey(uid), std::move(exposed)) &&
+                 SaveJsonFile(file, choices) == Saved::Yes);
 }

@@ -1,28 +1,46 @@
 #include "daemon/daemon_control.h"
 
+#include <unistd.h>
+
+#include "daemon/events.h"
 #include "mediaserv/media_service_handler.h"
-#include "platform/system_library.h"
+#include "platform/last_error.h"
+#include "platform/processes.h"
 
 namespace {
 
 // The shell command that sends the daemon a signal. What it prints and how it ends is nobody's concern.
 #define SIGNAL_COMMAND(option) "/bin/kill " option " `/bin/cat " DMS_PID_FILE "` > /dev/null 2>&1"
 
+// SIGCONT on Linux.
+constexpr int SIGNAL_WRITE_CLIENT_LIST = 18;
+constexpr unsigned int SECONDS_TO_WRITE = 1;
+
+int StartAsPackage() {
+    VEXAUtils::ProcessRunner runner(DMS_CONTROL_SCRIPT, DMS_CONTROL_SCRIPT, "start");
+    runner.addEnv("VEXAPKG_PKG_STATUS", "START");
+    return runner.run(true, false) == 0 ? 0 : -1;
+}
+
+}  // namespace
+
 int RunControlScript(const char* order) {
     return VLIBCExec(DMS_CONTROL_SCRIPT, order, nullptr, nullptr, nullptr) < 0 ? -1 : 0;
 }
 
-}  // namespace
+void LetDaemonWriteClientList() {
+    VLIBCProcSignalByPidFile(DMS_PID_FILE, SIGNAL_WRITE_CLIENT_LIST);
+    sleep(SECONDS_TO_WRITE);
+}
+
+void TakeBackClientList() { RunShell(SIGNAL_COMMAND("-USR2")); }
 
 int MediaServiceHandler::ControlDms(int mode) {
     switch (mode) {
         case DMS_STOP:
             return RunControlScript("stop");
-        case DMS_START: {
-            VEXAUtils::ProcessRunner runner(DMS_CONTROL_SCRIPT, DMS_CONTROL_SCRIPT, "start");
-            runner.addEnv("VEXAPKG_PKG_STATUS", "START");
-            return runner.run(true, false) == 0 ? 0 : -1;
-        }
+        case DMS_START:
+            return StartAsPackage();
         case DMS_RESTART:
             return RunControlScript("restart");
         default:
@@ -40,9 +58,3 @@ int MediaServiceHandler::RestartDms() {
 }
 
 void MediaServiceHandler::ReloadDms() { RunShell(SIGNAL_COMMAND("-HUP")); }
-
-void TakeBackClientList() { RunShell(SIGNAL_COMMAND("-USR2")); }
-
-void RecordEvent(unsigned int event, const std::string& text) {
-    VEXALogSet1(2, 1, event, text.c_str(), "", "", "");
-}

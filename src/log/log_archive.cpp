@@ -3,11 +3,11 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 
 #include "log/log_paths.h"
 #include "mediaserv/media_service_handler.h"
-#include "platform/system_library.h"
+#include "platform/processes.h"
+#include "platform/reports.h"
 
 namespace {
 
@@ -44,8 +44,8 @@ void MediaServiceHandler::DownloadLog() {
         RemoveDiagnostics();
         return;
     }
-    FILE* archive = popen(ARCHIVE_COMMAND, "re");
-    if (archive == nullptr) {
+    const ShellOutput archive(ARCHIVE_COMMAND);
+    if (archive.Stream() == nullptr) {
         syslog(LOG_ERR, "%s:%d Failed to open pipe %s", SOURCE_NAME, 953, ARCHIVE_COMMAND);
         Fail(954);
         RemoveDiagnostics();
@@ -53,13 +53,12 @@ void MediaServiceHandler::DownloadLog() {
     }
     puts("Content-Disposition: attachment; filename=dms.dmslog");
     puts("Accept-Ranges: none");
-    HTTPFileOutputer().Output(archive, "dms.tgz", "application/force-download");
+    HTTPFileOutputer().Output(archive.Stream(), "dms.tgz", "application/force-download");
     RemoveDiagnostics();
-    pclose(archive);
 }
 
 void MediaServiceHandler::ClearLog() {
-    if (system(DELETE_COMMAND) == 0) {
+    if (RunShell(DELETE_COMMAND)) {
         ReportSuccess(Json::Value());
     } else {
         Fail(976);

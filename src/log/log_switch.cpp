@@ -2,7 +2,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include "daemon/daemon_control.h"
+#include "daemon/events.h"
 #include "log/log_paths.h"
 #include "mediaserv/media_service_handler.h"
 #include "settings/settings_file.h"

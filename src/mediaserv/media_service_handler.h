@@ -5,11 +5,10 @@
 #include <json/value.h>
 
 #include <cstdint>
-#include <span>
 
-#include "platform/web_framework.h"
+#include "platform/request.h"
 
-struct Setting;
+struct SettingsPage;
 
 // The source file name in log lines and error records.
 constexpr char SOURCE_NAME[] = "mediaserv";
@@ -95,9 +94,8 @@ class MediaServiceHandler : public ServerFormHandler {
     // The framework's error report with the general system error and `line`.
     void Fail(int line);
 
-    // Saves the form on one of the settings pages, lets the daemon know and answers; `restartFailedLine` is
-    // the page's line for a failed restart.
-    void SaveSettingsPage(std::span<const Setting> page, int restartFailedLine);
+    // Saves the form on one of the settings pages, lets the daemon know and answers.
+    void SaveSettingsPage(const SettingsPage& page);
 
     // Adds the interfaces of the appliance and the one to show as selected to the general page's answer.
     static void LoadNetworkInterfaces(Json::Value& response);

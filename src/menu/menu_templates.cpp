@@ -1,5 +1,4 @@
 // The daemon's menu templates: opaque bytes to this system, one file each.
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <syslog.h>
 
@@ -10,7 +9,8 @@
 #include <string>
 
 #include "mediaserv/media_service_handler.h"
-#include "platform/system_library.h"
+#include "platform/event_log.h"
+#include "platform/file_replacement.h"
 
 namespace {
 
@@ -27,10 +27,9 @@ std::string TemplatePath(const char* name) {
     return std::string(APPLIANCE_ROOT "/var/packages/Dalmira/etc/menu_") + name + ".xml";
 }
 
-// Not to wait for the other end where a FIFO lies in the template's place.
-FILE* OpenTemplate(const std::string& path, int flags, const char* mode) {
-    const int file = open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK, 0666);
-    return file < 0 ? nullptr : fdopen(file, mode);
+FILE* OpenTemplate(const std::string& path) {
+    const int file = OpenToRead(path.c_str());
+    return file < 0 ? nullptr : fdopen(file, "r");
 }
 
 void LogFailure(const char* format, int line, const std::string& subject) {
@@ -53,11 +52,10 @@ void StreamTemplate(FILE* file, const char* song) {
             }
             return;
         }
-        if (fwrite(buffer, 1, count, stdout) < count) {
+        if (fwrite(buffer, 1, count, stdout) < count || fflush(stdout) != 0) {
             LogFailure("%s (%d) FAILED TO WRITE SONG FILE:%s TO STREAM, reason=%s", 1030, song);
             return;
         }
-        fflush(stdout);
     } while (feof(file) == 0);
 }
 
@@ -71,7 +69,7 @@ void MediaServiceHandler::LoadMenu() {
         return;
     }
     const std::string path = TemplatePath(name);
-    FILE* file = OpenTemplate(path, O_RDONLY, "r");
+    FILE* file = OpenTemplate(path);
     if (file == nullptr) {
         LogFailure(CANT_OPEN, 1008, path);
         WriteSuccess(false);
@@ -98,14 +96,14 @@ void MediaServiceHandler::SaveMenu() {
         return;
     }
     const std::string path = TemplatePath(name);
-    FILE* file = OpenTemplate(path, O_WRONLY | O_CREAT | O_TRUNC, "w");
-    if (file == nullptr) {
+    const Saved saved = FileReplacement(path.c_str()).Replace(content);
+    if (saved == Saved::CantOpen) {
         LogFailure(CANT_OPEN, 1153, path);
+    }
+    if (saved != Saved::Yes) {
         WriteSuccess(false);
         return;
     }
-    fputs(content, file);
-    fclose(file);
     if (strcmp(web_.In("restartserver", ""), "true") == 0 && RestartDms() == 0) {
         syslog(LOG_ERR, "%s (%d) Failed to restart dalmira", SOURCE_NAME, 1161);
         WriteSuccess(false);

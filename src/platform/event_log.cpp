@@ -1,25 +1,13 @@
+#include "platform/event_log.h"
+
 #include <syslog.h>
 
-#include <array>
-
-#include "platform/system_library.h"
-
 namespace {
-
-struct {
-    int code;
-    const char* file;
-    int line;
-} lastError = {};
 
 // Longer than any path that exists.
 constexpr size_t MAX_LOG_TEXT = 4096;
 
 }  // namespace
-
-void VLIBCErrSetEx(int code, const char* file, int line) { lastError = {code, file, line}; }
-
-int VLIBCErrGet() { return lastError.code; }
 
 std::string EscapeForLog(std::string_view text) {
     constexpr char HEX[] = "0123456789ABCDEF";

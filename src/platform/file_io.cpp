@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
@@ -15,16 +16,24 @@ Descriptor::~Descriptor() {
 
 int OpenToRead(const char* path) { return open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK); }
 
-bool ReadToEnd(int descriptor, off_t size, std::string& content) {
+bool ReadToEnd(int descriptor, std::string& content) {
     content.clear();
-    content.reserve(static_cast<size_t>(size));
+    struct stat status = {};
+    if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+        content.reserve(std::min(static_cast<size_t>(status.st_size), MAX_FILE_SIZE));
+    }
     std::array<char, 16U << 10U> piece;
     for (;;) {
         const ssize_t count = read(descriptor, piece.data(), piece.size());
+        if (count == 0) {
+            return true;
+        }
         if (count > 0) {
             content.append(piece.data(), static_cast<size_t>(count));
-        } else if (count == 0) {
-            return true;
+            if (content.size() > MAX_FILE_SIZE) {
+                errno = EFBIG;
+                return false;
+            }
         } else if (errno != EINTR) {
             return false;
         }
@@ -41,7 +50,7 @@ bool ReadFile(const char* path, std::string& content) {
         errno = EINVAL;
         return false;
     }
-    return ReadToEnd(file.Get(), status.st_size, content);
+    return ReadToEnd(file.Get(), content);
 }
 
 bool WriteAll(int descriptor, std::string_view content) {
@@ -54,4 +63,14 @@ bool WriteAll(int descriptor, std::string_view content) {
         }
     }
     return true;
+}
+
+int VLIBCFileExist(const char* path) {
+    struct stat status = {};
+    return stat(path, &status) == 0 ? 1 : 0;
+}
+
+int IsFileExist(const char* path, long long* information) {
+    *information = 0;
+    return VLIBCFileExist(path);
 }

@@ -1,10 +1,12 @@
 // Whole files and descriptors.
 #pragma once
 
-#include <sys/types.h>
-
+#include <cstddef>
 #include <string>
 #include <string_view>
+
+// A file that this system reads or writes whole is no larger.
+constexpr size_t MAX_FILE_SIZE = 64U << 20U;
 
 // A descriptor that closes itself; -1 when there is none.
 class Descriptor {
@@ -24,9 +26,9 @@ class Descriptor {
 // descriptor, -1 with errno set on failure.
 int OpenToRead(const char* path);
 
-// read(2) to the end, with room for the `size` bytes that are expected; false with errno set when it fails,
-// with what came before in `content`.
-bool ReadToEnd(int descriptor, off_t size, std::string& content);
+// read(2) to the end. False with errno set when it fails (EFBIG beyond MAX_FILE_SIZE), with what came before
+// in `content`.
+bool ReadToEnd(int descriptor, std::string& content);
 
 // Reads the regular file at `path` to its end. False with errno set when it can't be opened or read, or is of
 // another kind (EINVAL).
@@ -34,3 +36,7 @@ bool ReadFile(const char* path, std::string& content);
 
 // write(2) until all is written; false with errno set on the first failure.
 bool WriteAll(int descriptor, std::string_view content);
+
+// Non-zero when something exists at `path` (symbolic links followed). IsFileExist sets `information` to 0.
+int VLIBCFileExist(const char* path);
+int IsFileExist(const char* path, long long* information);

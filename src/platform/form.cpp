@@ -1,18 +1,15 @@
 #include "platform/form.h"
 
 #include <cgicc/CgiUtils.h>
-#include <cgicc/Cgicc.h>
 #include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
-#include <cstring>
-#include <string_view>
 
 #include "platform/multipart.h"
+#include "platform/scanning.h"
 
 namespace {
 
@@ -22,70 +19,6 @@ constexpr char MULTIPART[] = "multipart/form-data";
 constexpr char BAD_REQUEST[] = "400 Bad Request";
 constexpr char TOO_LARGE[] = "413 Content Too Large";
 constexpr char UNSUPPORTED_TYPE[] = "415 Unsupported Media Type";
-
-// Feeds the parser one part of a multipart body from memory: left alone it would read standard input before
-// anybody has judged the length, and hand out the parts that were sent as files after all others.
-class PartInput : public cgicc::CgiInput {
-  public:
-    PartInput(std::string_view part, const std::string& boundary)
-        : boundary_(boundary),
-          body_("--" + boundary + "\r\n" + std::string(part) + "--" + boundary + "--\r\n") {}
-
-    size_t read(char* data, size_t length) override {
-        const size_t count = std::min(length, body_.size());
-        memcpy(data, body_.data(), count);
-        return count;
-    }
-
-    std::string getenv(const char* name) override {
-        const std::string_view variable = name;
-        if (variable == "REQUEST_METHOD") {
-            return "POST";
-        }
-        if (variable == "CONTENT_TYPE") {
-            return std::string(MULTIPART) + "; boundary=" + boundary_;
-        }
-        return variable == "CONTENT_LENGTH" ? std::to_string(body_.size()) : std::string();
-    }
-
-  private:
-    const std::string& boundary_;
-    std::string body_;
-};
-
-const char* AppendMultipart(std::string_view body, std::string_view contentType,
-                            std::vector<FormField>& fields) {
-    const std::string boundary = MultipartBoundary(contentType);
-    std::vector<std::string_view> parts;
-    if (boundary.empty() || !SplitMultipart(body, boundary, parts)) {
-        return BAD_REQUEST;
-    }
-    for (const std::string_view part : parts) {
-        PartInput input(part, boundary);
-        const cgicc::Cgicc parsed(&input);
-        for (const cgicc::FormEntry& field : parsed.getElements()) {
-            fields.push_back({field.getName(), field.getValue()});
-        }
-        for (const cgicc::FormFile& file : parsed.getFiles()) {
-            fields.push_back({file.getName(), file.getData()});
-        }
-    }
-    return nullptr;
-}
-
-// Taken apart here: the parser would also take a raw ';' for a separator, though lists hold semicolons.
-void AppendUrlencoded(std::string_view text, std::vector<FormField>& fields) {
-    while (!text.empty()) {
-        const std::string_view field = text.substr(0, text.find('&'));
-        text.remove_prefix(std::min(field.size() + 1, text.size()));
-        if (!field.empty()) {
-            const std::string_view name = field.substr(0, field.find('='));
-            const std::string_view value = field.substr(std::min(name.size() + 1, field.size()));
-            fields.push_back(
-                {cgicc::form_urldecode(std::string(name)), cgicc::form_urldecode(std::string(value))});
-        }
-    }
-}
 
 const char* Variable(const char* name) {
     const char* value = getenv(name);
@@ -133,25 +66,52 @@ const char* AppendBody(std::vector<FormField>& fields) {
     if (!ReadStandardInput(body, length)) {
         return BAD_REQUEST;
     }
-    if (multipart) {
-        return AppendMultipart(body, type, fields);
-    }
-    AppendUrlencoded(body, fields);
-    return nullptr;
+    return multipart ? AppendMultipart(body, type, fields) : AppendUrlencoded(body, fields);
 }
 
 }  // namespace
 
+const char* AppendUrlencoded(std::string_view text, std::vector<FormField>& fields) {
+    while (!text.empty()) {
+        std::string_view value = TakeUntil(text, "&");
+        if (value.empty()) {
+            continue;
+        }
+        if (fields.size() == MAX_FORM_FIELDS) {
+            return TOO_LARGE;
+        }
+        const std::string_view name = TakeUntil(value, "=");
+        fields.push_back(
+            {cgicc::form_urldecode(std::string(name)), cgicc::form_urldecode(std::string(value))});
+    }
+    return nullptr;
+}
+
+const char* AppendMultipart(std::string_view body, std::string_view contentType,
+                            std::vector<FormField>& fields) {
+    const std::string boundary = MultipartBoundary(contentType);
+    std::vector<MultipartField> parts;
+    if (boundary.empty() || !SplitMultipart(body, boundary, MAX_FORM_FIELDS, parts)) {
+        return BAD_REQUEST;
+    }
+    if (fields.size() + parts.size() > MAX_FORM_FIELDS) {
+        return TOO_LARGE;
+    }
+    for (const MultipartField& part : parts) {
+        fields.push_back({std::string(part.name), std::string(part.value)});
+    }
+    return nullptr;
+}
+
 Form ReadForm() {
-    // The parser has a limit of its own in this variable, and throws at it.
-    unsetenv("CGICC_MAX_CONTENTLENGTH");
     Form form;
     form.refusal = AppendBody(form.fields);
-    const std::string_view query = Variable("QUERY_STRING");
+    if (form.refusal == nullptr) {
+        form.refusal = AppendUrlencoded(Variable("QUERY_STRING"), form.fields);
+    }
     if (form.refusal != nullptr) {
+        form.fields.clear();
         syslog(LOG_WARNING, "request refused: %s", form.refusal);
-    } else if (!query.empty()) {
-        AppendUrlencoded(query, form.fields);
     }
     return form;
 }

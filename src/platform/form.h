@@ -3,9 +3,12 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
-constexpr std::size_t MAX_REQUEST_BODY = 32U << 20U;
+// What a form may cost.
+constexpr size_t MAX_REQUEST_BODY = 32U << 20U;
+constexpr size_t MAX_FORM_FIELDS = 10'000;
 
 struct FormField {
     std::string name;
@@ -24,3 +27,11 @@ struct Form {
 // Reads the form of this process's request from the CGI environment and standard input (RFC 3875). Length and
 // content type are judged before memory is taken; a body that is cut short is refused.
 Form ReadForm();
+
+// Each takes a text apart and appends its fields: of a body or a query string
+// (application/x-www-form-urlencoded;
+// '&' alone separates), and of a body of the given multipart content type. They return the status that the
+// text is refused with, null for a good one.
+const char* AppendUrlencoded(std::string_view text, std::vector<FormField>& fields);
+const char* AppendMultipart(std::string_view body, std::string_view contentType,
+                            std::vector<FormField>& fields);

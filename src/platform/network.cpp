@@ -1,4 +1,4 @@
-#include "platform/system_library.h"
+#include "platform/network.h"
 
 #include <arpa/inet.h>
 #include <net/if.h>
@@ -13,6 +13,7 @@
 #include <string>
 
 #include "platform/file_io.h"
+#include "platform/last_error.h"
 
 namespace {
 

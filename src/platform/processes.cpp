@@ -1,3 +1,5 @@
+#include "platform/processes.h"
+
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -9,7 +11,6 @@
 #include <cstdlib>
 
 #include "platform/file_io.h"
-#include "platform/system_library.h"
 
 namespace {
 
@@ -96,9 +97,13 @@ int VEXAUtils::ProcessRunner::run(bool wait, bool keepOutput) {
     return wait ? WaitForSuccess(child) : 0;
 }
 
-void RunShell(const char* command) {
-    if (system(command) == -1) {
-        VLIBCErrSetEx(VLIB_ERR_FAIL, "processes", __LINE__);
+bool RunShell(const char* command) { return system(command) == 0; }
+
+ShellOutput::ShellOutput(const char* command) : stream_(popen(command, "re")) {}
+
+ShellOutput::~ShellOutput() {
+    if (stream_ != nullptr) {
+        pclose(stream_);
     }
 }
 

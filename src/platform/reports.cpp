@@ -1,51 +1,50 @@
-#include <utility>
+#include "platform/reports.h"
 
-#include "platform/json_text.h"
-#include "platform/web_framework.h"
+#include <array>
+#include <string>
+
+#include "platform/json_writer.h"
 
 namespace {
 
 constexpr char JSON_TYPE[] = "application/json; charset=\"UTF-8\"";
-constexpr char PROTECTIVE_HEADERS[] = "Cache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n\r\n";
+constexpr char PROTECTIVE_HEADERS[] = "Cache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n";
 
 }  // namespace
 
-void WebMan::WriteHeader(const char* contentType) {
-    printf("Content-Type: %s\r\n%s", contentType, PROTECTIVE_HEADERS);
+void WriteAnswerHeader(const char* contentType, const char* fileName) {
+    printf("Content-Type: %s", contentType);
+    if (fileName != nullptr) {
+        printf("; name=\"%s\"", fileName);
+    }
+    printf("\r\n%s\r\n", PROTECTIVE_HEADERS);
 }
 
-void WebMan::WriteBody(Json::Value& body) {
+void WriteAnswerBody(const Json::Value& body) {
     fputs(FormatJsonLine(body).c_str(), stdout);
     fflush(stdout);
 }
 
-void ServerFormHandler::Report(Json::Value report) {
-    web_.WriteHeader(JSON_TYPE);
-    web_.WriteBody(report);
-}
-
-void ServerFormHandler::ReportSuccess(const Json::Value& data) {
+void WriteSuccessReport(const Json::Value& data) {
     Json::Value report(Json::objectValue);
     report["data"] = data;
     report["success"] = true;
-    Report(std::move(report));
+    WriteAnswerHeader(JSON_TYPE);
+    WriteAnswerBody(report);
 }
 
-void ServerFormHandler::SetFormErrInfo(const char* section, const char* key, int line) {
-    error_ = {section, key, line};
-}
-
-void ServerFormHandler::ReportError() {
+void WriteErrorReport(const char* section, const char* key, int line) {
     Json::Value report(Json::objectValue);
-    report["error"]["section"] = error_.section;
-    report["error"]["key"] = error_.key;
-    report["error"]["line"] = error_.line;
+    report["error"]["section"] = section;
+    report["error"]["key"] = key;
+    report["error"]["line"] = line;
     report["success"] = false;
-    Report(std::move(report));
+    WriteAnswerHeader(JSON_TYPE);
+    WriteAnswerBody(report);
 }
 
 void HTTPFileOutputer::Output(FILE* stream, const char* fileName, const char* contentType) {
-    printf("Content-Type: %s; name=\"%s\"\r\n%s", contentType, fileName, PROTECTIVE_HEADERS);
+    WriteAnswerHeader(contentType, fileName);
     std::array<char, 64U << 10U> piece;
     size_t count = 0;
     // The header leaves before the first read: a stream may take its time.

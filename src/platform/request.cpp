@@ -1,13 +1,13 @@
-#include <strings.h>
+#include "platform/request.h"
+
 #include <syslog.h>
 
 #include <csignal>
-#include <cstdlib>
-#include <cstring>
-#include <string_view>
+#include <cstdio>
+#include <utility>
 
-#include "platform/system_library.h"
-#include "platform/web_framework.h"
+#include "platform/login.h"
+#include "platform/reports.h"
 
 namespace {
 
@@ -21,39 +21,11 @@ void PrepareProcess() {
     openlog("mediaserv", LOG_PERROR, LOG_USER);
 }
 
-// Fetch metadata (W3C) where the browser sends it, else the origin (RFC 6454) against the host asked for.
-bool IsForeign(const char* site, const char* origin, const char* host) {
-    if (site != nullptr) {
-        return strcmp(site, "same-origin") != 0 && strcmp(site, "none") != 0;
-    }
-    if (origin == nullptr) {
-        return false;
-    }
-    const char* authority = strstr(origin, "://");
-    return authority == nullptr || host == nullptr || strcasecmp(authority + 3, host) != 0;
-}
-
-bool JudgeLogin() {
-    const char* user = getenv("REMOTE_USER");
-    if (user == nullptr || *user == '\0') {
-        return false;
-    }
-    const char* site = getenv("HTTP_SEC_FETCH_SITE");
-    const char* origin = getenv("HTTP_ORIGIN");
-    if (IsForeign(site, origin, getenv("HTTP_HOST"))) {
-        syslog(LOG_WARNING, "request of a foreign page refused: site \"%s\", origin \"%s\"",
-               EscapeForLog(site != nullptr ? site : "").c_str(),
-               EscapeForLog(origin != nullptr ? origin : "").c_str());
-        return false;
-    }
-    return true;
-}
-
 }  // namespace
 
 ServerFormHandler::ServerFormHandler(const char* /*name*/) : authenticated_(false) {
     PrepareProcess();
-    authenticated_ = JudgeLogin();
+    authenticated_ = IsLoggedIn();
     if (!authenticated_) {
         return;
     }
@@ -71,6 +43,16 @@ void ServerFormHandler::ShLock() {}
 
 bool ServerFormHandler::Authenticate() { return authenticated_; }
 
+void ServerFormHandler::ReportSuccess(const Json::Value& data) { WriteSuccessReport(data); }
+
+void ServerFormHandler::SetFormErrInfo(const char* section, const char* key, int line) {
+    error_ = {section, key, line};
+}
+
+void ServerFormHandler::ReportError() {
+    WriteErrorReport(error_.section.c_str(), error_.key.c_str(), error_.line);
+}
+
 const char* WebMan::In(const char* name, const char* defaultValue) const {
     for (const FormField& field : fields_) {
         if (field.name == name) {
@@ -80,7 +62,8 @@ const char* WebMan::In(const char* name, const char* defaultValue) const {
     return defaultValue;
 }
 
-std::string WebMan::GetLoginUserName() const {
-    const char* user = getenv("REMOTE_USER");
-    return user != nullptr ? user : "";
-}
+void WebMan::WriteHeader(const char* contentType) { WriteAnswerHeader(contentType); }
+
+void WebMan::WriteBody(Json::Value& body) { WriteAnswerBody(body); }
+
+std::string WebMan::GetLoginUserName() const { return LoginUserName(); }

@@ -1,4 +1,6 @@
-#include "platform/system_library.h"
+#include "platform/system_configuration.h"
+
+#include "platform/key_value_file.h"
 
 namespace {
 

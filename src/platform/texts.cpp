@@ -1,8 +1,8 @@
+#include "platform/texts.h"
+
 #include "platform/file_io.h"
-#include "platform/json_text.h"
-#include "platform/system_library.h"
-#include "platform/text_parser.h"
-#include "platform/web_framework.h"
+#include "platform/json_reader.h"
+#include "platform/system_configuration.h"
 
 namespace {
 

@@ -1,65 +1,45 @@
-#include "daemon/daemon_control.h"
+#include "daemon/events.h"
 #include "mediaserv/media_service_handler.h"
 #include "settings/settings_page.h"
 
 namespace {
 
-constexpr int RESTART_FAILED_LINE = 908;
-
 // The formats that the daemon transcodes.
 constexpr const char* FORMAT_SWITCHES[] = {"flactranscoding", "aactranscoding", "oggtranscoding",
                                            "aifftranscoding"};
 
-constexpr Setting DMA_PAGE[] = {
-    {.field = "flactranscoding",
-     .key = "flactranscoding_mediaservice",
-     .kind = Kind::Switch,
-     .failedLine = {773, 778}},
-    {.field = "aactranscoding",
-     .key = "aactranscoding_mediaservice",
-     .kind = Kind::Switch,
-     .failedLine = {790, 795}},
-    {.field = "oggtranscoding",
-     .key = "oggtranscoding_mediaservice",
-     .kind = Kind::Switch,
-     .failedLine = {807, 812}},
-    {.field = "aifftranscoding",
-     .key = "aifftranscoding_mediaservice",
-     .kind = Kind::Switch,
-     .failedLine = {824, 829}},
-    {.field = "downsample_audio_transcoding",
-     .key = "downsample_audiotranscoding_mediaservice",
-     .kind = Kind::Switch,
-     .failedLine = {841, 846}},
-    {.field = "disable_access_right",
-     .key = "disable_access_right_mediaservice",
-     .kind = Kind::Switch,
-     .failedLine = {856, 856}},
-    {.field = "cmzmimetype",
-     .key = "cmzmimetype_mediaservice",
-     .kind = Kind::Switch,
-     .failedLine = {865, 871},
-     .events = {EVENT_MIME_TABLE_ON, EVENT_MIME_TABLE_OFF}},
-    {.field = "mimetypelist",
-     .key = "mimetype_mediaservice",
-     .failedLine = {882},
-     .events = {EVENT_MIME_LIST_WRITTEN},
-     .bytes = 256,
-     .fallback = "avi=video/x-ms-video,wav=audio/x-wav",
-     .emptyIsFallback = true,
-     .gate = "cmzmimetype"},
-    {.field = "videotranscoding",
-     .key = "videotranscoding_mediaservice",
-     .kind = Kind::Switch,
-     .failedLine = {892, 892}},
-    {.field = "videoextlist",
-     .key = "vte_fileext_mediaservice",
-     .failedLine = {900},
-     .bytes = 256,
-     .fallback = "rm;rmvb;mkv",
-     .emptyIsFallback = true,
-     .gate = "videotranscoding"},
+constexpr Setting SETTINGS[] = {
+    Switch{.field = "flactranscoding", .key = "flactranscoding_mediaservice", .failedLine = {773, 778}},
+    Switch{.field = "aactranscoding", .key = "aactranscoding_mediaservice", .failedLine = {790, 795}},
+    Switch{.field = "oggtranscoding", .key = "oggtranscoding_mediaservice", .failedLine = {807, 812}},
+    Switch{.field = "aifftranscoding", .key = "aifftranscoding_mediaservice", .failedLine = {824, 829}},
+    Switch{.field = "downsample_audio_transcoding",
+           .key = "downsample_audiotranscoding_mediaservice",
+           .failedLine = {841, 846}},
+    Switch{.field = "disable_access_right",
+           .key = "disable_access_right_mediaservice",
+           .failedLine = {856, 856}},
+    Switch{.field = "cmzmimetype",
+           .key = "cmzmimetype_mediaservice",
+           .failedLine = {865, 871},
+           .event = {EVENT_MIME_TABLE_ON, EVENT_MIME_TABLE_OFF}},
+    Text{.field = "mimetypelist",
+         .key = "mimetype_mediaservice",
+         .failedLine = 882,
+         .event = EVENT_MIME_LIST_WRITTEN,
+         .bytes = 256,
+         .fallback = "avi=video/x-ms-video,wav=audio/x-wav",
+         .gate = "cmzmimetype"},
+    Switch{.field = "videotranscoding", .key = "videotranscoding_mediaservice", .failedLine = {892, 892}},
+    Text{.field = "videoextlist",
+         .key = "vte_fileext_mediaservice",
+         .failedLine = 900,
+         .bytes = 256,
+         .fallback = "rm;rmvb;mkv",
+         .gate = "videotranscoding"},
 };
+
+constexpr SettingsPage DMA_PAGE = {SETTINGS, 908};
 
 }  // namespace
 
@@ -76,4 +56,4 @@ void MediaServiceHandler::LoadDmaPage() {
     ReportSuccess(data);
 }
 
-void MediaServiceHandler::SaveDmaPage() { SaveSettingsPage(DMA_PAGE, RESTART_FAILED_LINE); }
+void MediaServiceHandler::SaveDmaPage() { SaveSettingsPage(DMA_PAGE); }

@@ -1,12 +1,12 @@
 #include <cstdlib>
 
-#include "daemon/daemon_control.h"
+#include "daemon/events.h"
 #include "mediaserv/media_service_handler.h"
+#include "platform/texts.h"
 #include "settings/settings_page.h"
 
 namespace {
 
-constexpr int RESTART_FAILED_LINE = 435;
 constexpr long SMALLEST_EXPIRY = 5;
 constexpr char SMALLEST_EXPIRY_TEXT[] = "5";
 
@@ -23,34 +23,44 @@ std::string LanguageDisplayText(const char* code) {
     return StringBundle("codepage", "service", "common").Text(key.c_str(), "");
 }
 
-constexpr Setting GENERAL_PAGE[] = {
-    {.field = "ssdp_advr",
-     .key = "advrexpire_mediaservice",
-     .failedLine = {399},
-     .bytes = 16,
-     .fallback = "920",
-     .normalise = RaiseExpiry},
-    {.field = "language",
-     .key = LANGUAGE_KEY,
-     .failedLine = {406},
-     .events = {EVENT_LANGUAGE_WRITTEN},
-     .bytes = 32,
-     .fallback = DEFAULT_LANGUAGE,
-     .absentIsStored = true,
-     .write = MediaServiceHandler::SetDmsLanguage,
-     .eventText = LanguageDisplayText},
-    {.field = "templatetype",
-     .key = "menustyle_mediaservice",
-     .failedLine = {417},
-     .events = {EVENT_MENU_STYLE_WRITTEN},
-     .bytes = 32,
-     .fallback = "simple",
-     .emptyIsFallback = true,
-     .absentIsStored = true,
-     .eventText = WrittenText},
-    // Reported with the list of interfaces.
-    {.field = "dmsInterface", .key = NETWORK_KEY, .failedLine = {426}, .bytes = 32, .absentIsStored = true},
+int WriteLanguage(const char* /*key*/, const char* code) { return MediaServiceHandler::SetDmsLanguage(code); }
+
+constexpr Setting SETTINGS[] = {
+    Text{.field = "ssdp_advr",
+         .key = "advrexpire_mediaservice",
+         .failedLine = 399,
+         .bytes = 16,
+         .fallback = "920",
+         .mayBeEmpty = true,
+         .normalise = RaiseExpiry},
+    Text{.field = "language",
+         .key = LANGUAGE_KEY,
+         .failedLine = 406,
+         .event = EVENT_LANGUAGE_WRITTEN,
+         .eventText = LanguageDisplayText,
+         .bytes = 32,
+         .fallback = DEFAULT_LANGUAGE,
+         .mayBeEmpty = true,
+         .absentIsStored = true,
+         .write = WriteLanguage},
+    Text{.field = "templatetype",
+         .key = "menustyle_mediaservice",
+         .failedLine = 417,
+         .event = EVENT_MENU_STYLE_WRITTEN,
+         .eventText = WrittenText,
+         .bytes = 32,
+         .fallback = "simple",
+         .absentIsStored = true},
+    // Shown with the list of interfaces.
+    Text{.field = "dmsInterface",
+         .key = NETWORK_KEY,
+         .failedLine = 426,
+         .bytes = 32,
+         .mayBeEmpty = true,
+         .absentIsStored = true},
 };
+
+constexpr SettingsPage GENERAL_PAGE = {SETTINGS, 435};
 
 }  // namespace
 
@@ -62,4 +72,4 @@ void MediaServiceHandler::LoadGeneralPage() {
     ReportSuccess(data);
 }
 
-void MediaServiceHandler::SaveGeneralPage() { SaveSettingsPage(GENERAL_PAGE, RESTART_FAILED_LINE); }
+void MediaServiceHandler::SaveGeneralPage() { SaveSettingsPage(GENERAL_PAGE); }

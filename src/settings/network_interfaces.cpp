@@ -9,7 +9,10 @@
 
 #include "mediaserv/media_service_handler.h"
 #include "platform/file_io.h"
-#include "platform/system_library.h"
+#include "platform/last_error.h"
+#include "platform/network.h"
+#include "platform/system_configuration.h"
+#include "platform/texts.h"
 #include "settings/settings_file.h"
 
 namespace {

@@ -1,6 +1,7 @@
 #include "settings/settings_file.h"
 
 #include "mediaserv/media_service_handler.h"
+#include "platform/last_error.h"
 
 namespace {
 
@@ -10,12 +11,12 @@ using SwitchText = TextBuffer<128>;
 
 bool ReadSwitch(const char* key) {
     SwitchText text;
-    return ReadText(key, text) > 0 && strcasecmp(text.c_str(), "yes") == 0;
+    return ReadText(key, text) > 0 && strcasecmp(text.c_str(), SWITCH_ON) == 0;
 }
 
 bool ReadSwitchUnlessNo(const char* key) {
     SwitchText text;
-    return ReadText(key, text) > 0 && strcasecmp(text.c_str(), "no") != 0;
+    return ReadText(key, text) > 0 && strcasecmp(text.c_str(), SWITCH_OFF) != 0;
 }
 
 int WriteSetting(const char* key, const char* value) {

@@ -5,7 +5,7 @@
 
 #include <strings.h>
 
-#include "platform/system_library.h"
+#include "platform/key_value_file.h"
 #include "settings/text_buffer.h"
 
 constexpr char SETTINGS_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/etc/dmsinfo.conf";
@@ -15,9 +15,12 @@ constexpr char LANGUAGE_KEY[] = "language_mediaservice";
 constexpr char DEFAULT_LANGUAGE[] = "enu";
 constexpr char NETWORK_KEY[] = "network_mediaservice";
 
+constexpr char SWITCH_ON[] = "yes";
+constexpr char SWITCH_OFF[] = "no";
+
 // Without the key every switch is off. Case does not matter.
-bool ReadSwitch(const char* key);          // on at "yes" alone
-bool ReadSwitchUnlessNo(const char* key);  // on at everything but "no"
+bool ReadSwitch(const char* key);          // on at SWITCH_ON alone
+bool ReadSwitchUnlessNo(const char* key);  // on at everything but SWITCH_OFF
 
 // Reads a text, cut to `bytes` with its terminator. Returns a value above 0 when the key was found; else
 // `text` keeps what it held, a default say.

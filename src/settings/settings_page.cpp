@@ -2,40 +2,43 @@
 
 #include <vector>
 
-#include "daemon/daemon_control.h"
+#include "daemon/events.h"
 #include "mediaserv/media_service_handler.h"
 
 namespace {
 
-constexpr char YES[] = "yes";
-constexpr char NO[] = "no";
-
-bool IsSwitch(const Setting& setting) { return setting.kind != Kind::Text; }
-
-bool IsOn(const Setting& setting) {
-    return setting.kind == Kind::SwitchUnlessNo ? ReadSwitchUnlessNo(setting.key) : ReadSwitch(setting.key);
-}
-
-// A missing text is empty here, whatever the page shows for it: saving what is shown stores it.
-SettingText StoredText(const Setting& setting) {
-    if (IsSwitch(setting)) {
-        return SettingText(IsOn(setting) ? YES : NO);
-    }
+// A submitted value that differs from the stored one. Two kinds of settings, each with the same operations.
+struct SwitchChange {
+    const Switch& setting;
+    bool on;
+};
+struct TextChange {
+    const Text& setting;
     SettingText text;
-    ReadText(setting.key, text, setting.bytes);
-    return text;
+};
+using Changes = std::vector<std::variant<SwitchChange, TextChange>>;
+
+void Load(const Switch& setting, Json::Value& data) { data[setting.field] = setting.read(setting.key); }
+
+void Load(const Text& setting, Json::Value& data) {
+    if (setting.fallback != nullptr) {
+        SettingText text(setting.fallback);
+        ReadText(setting.key, text, setting.bytes);
+        data[setting.field] = text.c_str();
+    }
 }
 
-SettingText SubmittedText(const WebMan& web, const Setting& setting, const SettingText& stored) {
-    if (IsSwitch(setting)) {
-        return SettingText(IsTrue(web.In(setting.field, nullptr)) ? YES : NO);
+void Compare(const Switch& setting, const WebMan& web, Changes& changes) {
+    const bool submitted = IsTrue(web.In(setting.field, nullptr));
+    if (submitted != setting.read(setting.key)) {
+        changes.push_back(SwitchChange{setting, submitted});
     }
-    if (setting.gate != nullptr && !IsTrue(web.In(setting.gate, nullptr))) {
-        return stored;
-    }
+}
+
+SettingText SubmittedText(const Text& setting, const WebMan& web, const SettingText& stored) {
     SettingText text;
     text.Copy(web.In(setting.field, setting.absentIsStored ? stored.c_str() : ""), setting.bytes);
-    if (text.empty() && setting.emptyIsFallback) {
+    if (text.empty() && !setting.mayBeEmpty) {
         text.Copy(setting.fallback);
     }
     if (setting.normalise != nullptr) {
@@ -44,68 +47,75 @@ SettingText SubmittedText(const WebMan& web, const Setting& setting, const Setti
     return text;
 }
 
-template <typename T>
-T Of(const YesNo<T>& choice, const Setting& setting, const SettingText& text) {
-    return IsSwitch(setting) && text == NO ? choice.no : choice.yes;
+void Compare(const Text& setting, const WebMan& web, Changes& changes) {
+    if (setting.gate != nullptr && !IsTrue(web.In(setting.gate, nullptr))) {
+        return;
+    }
+    // A missing text is empty here, whatever the page shows for it: saving what is shown stores it.
+    SettingText stored;
+    ReadText(setting.key, stored, setting.bytes);
+    const SettingText submitted = SubmittedText(setting, web, stored);
+    if (!(submitted == stored)) {
+        changes.push_back(TextChange{setting, submitted});
+    }
 }
 
-// Writes the new text and does what belongs to it. Returns the line of a failure, else 0.
-int WriteChange(const Setting& setting, const SettingText& text) {
-    const char* value = text.c_str();
-    if ((setting.write != nullptr ? setting.write(value) : WriteSetting(setting.key, value)) < 0) {
-        return Of(setting.failedLine, setting, text);
+// Each writes a change and does what belongs to it. Returns the line of a failure, else 0.
+int Write(const SwitchChange& change) {
+    const auto& [setting, on] = change;
+    if (WriteSetting(setting.key, on ? SWITCH_ON : SWITCH_OFF) < 0) {
+        return on ? setting.failedLine.on : setting.failedLine.off;
     }
-    if (const int line = setting.afterWrite != nullptr ? setting.afterWrite(value) : 0; line != 0) {
+    if (const int line = setting.afterWrite != nullptr ? setting.afterWrite(on) : 0; line != 0) {
         return line;
     }
-    if (const unsigned int event = Of(setting.events, setting, text); event != 0) {
-        RecordEvent(event, setting.eventText != nullptr ? setting.eventText(value) : std::string());
+    if (const unsigned int event = on ? setting.event.on : setting.event.off; event != 0) {
+        RecordEvent(event);
+    }
+    return 0;
+}
+
+int Write(const TextChange& change) {
+    const auto& [setting, text] = change;
+    if (setting.write(setting.key, text.c_str()) < 0) {
+        return setting.failedLine;
+    }
+    if (setting.event != 0) {
+        RecordEvent(setting.event,
+                    setting.eventText != nullptr ? setting.eventText(text.c_str()) : std::string());
     }
     return 0;
 }
 
 }  // namespace
 
-Json::Value LoadSettings(std::span<const Setting> page) {
+Json::Value LoadSettings(const SettingsPage& page) {
     Json::Value data(Json::objectValue);
-    for (const Setting& setting : page) {
-        if (IsSwitch(setting)) {
-            data[setting.field] = IsOn(setting);
-        } else if (setting.fallback != nullptr) {
-            SettingText text(setting.fallback);
-            ReadText(setting.key, text, setting.bytes);
-            data[setting.field] = text.c_str();
-        }
+    for (const Setting& row : page.settings) {
+        std::visit([&](const auto& setting) { Load(setting, data); }, row);
     }
     return data;
 }
 
-std::string WrittenText(const char* value) { return value; }
+std::string WrittenText(const char* written) { return written; }
 
-void MediaServiceHandler::SaveSettingsPage(std::span<const Setting> page, int restartFailedLine) {
-    struct Change {
-        const Setting& setting;
-        SettingText text;
-    };
-    std::vector<Change> changes;
-    for (const Setting& setting : page) {
-        const SettingText stored = StoredText(setting);
-        const SettingText submitted = SubmittedText(web_, setting, stored);
-        if (!(submitted == stored)) {
-            changes.push_back({setting, submitted});
-        }
+void MediaServiceHandler::SaveSettingsPage(const SettingsPage& page) {
+    Changes changes;
+    for (const Setting& row : page.settings) {
+        std::visit([&](const auto& setting) { Compare(setting, web_, changes); }, row);
     }
     bool restart = false;
-    for (const auto& [setting, text] : changes) {
-        if (const int line = WriteChange(setting, text); line != 0) {
+    for (const auto& row : changes) {
+        if (const int line = std::visit([](const auto& change) { return Write(change); }, row); line != 0) {
             Fail(line);
             return;
         }
-        restart = restart || setting.needs == Needs::Restart;
+        restart = restart ||
+                  std::visit([](const auto& change) { return change.setting.needs; }, row) == Needs::Restart;
     }
     if (restart) {
         if (RestartDms() == 0) {
-            Fail(restartFailedLine);
+            Fail(page.restartFailedLine);
             return;
         }
     } else if (!changes.empty()) {

@@ -1,11 +1,9 @@
-// The web-administration CGI framework: one request (CGI/1.1, RFC 3875), its login, and the ways to answer
-// it.
+// The web-administration CGI framework: one request (CGI/1.1, RFC 3875), its parameters, and the ways to
+// answer it.
 #pragma once
 
 #include <json/value.h>
 
-#include <array>
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -18,10 +16,8 @@ class WebMan {
     // byte, valid as long as this object; `defaultValue` itself when the request has no such parameter.
     const char* In(const char* name, const char* defaultValue) const;
 
-    // Writes the header block of an answer: the content type, no caching, no content sniffing.
+    // The header block and the body of an answer: see WriteAnswerHeader and WriteAnswerBody.
     void WriteHeader(const char* contentType);
-
-    // Writes `body` as compact ASCII JSON, members in name order, and a line feed; nothing stays buffered.
     void WriteBody(Json::Value& body);
 
     // The user that the web server authenticated (REMOTE_USER); empty when there is none.
@@ -52,22 +48,20 @@ class ServerFormHandler {
     // Whether the web server has authenticated the user and the request comes from a page of its own site.
     virtual bool Authenticate();
 
-    // Answers {"data":data,"success":true}.
+    // Answers that the call succeeded: see WriteSuccessReport.
     void ReportSuccess(const Json::Value& data);
 
     // Records what the next ReportError tells: section and key of the UI's string tables, and a line.
     void SetFormErrInfo(const char* section, const char* key, int line);
 
-    // Answers {"error":{"key":...,"line":...,"section":...},"success":false}; with nothing recorded, the
-    // general system error with line 0.
+    // Answers that the call failed: see WriteErrorReport. With nothing recorded it is the general system
+    // error with line 0.
     void ReportError();
 
   protected:
     WebMan web_;
 
   private:
-    void Report(Json::Value report);
-
     struct FormError {
         std::string section = "common";
         std::string key = "error_system";
@@ -75,27 +69,4 @@ class ServerFormHandler {
     };
     FormError error_;
     bool authenticated_;
-};
-
-// The localized texts of up to six sections of the UI's string tables, in the language of the appliance.
-class StringBundle {
-  public:
-    explicit StringBundle(const char* s1, const char* s2 = nullptr, const char* s3 = nullptr,
-                          const char* s4 = nullptr, const char* s5 = nullptr, const char* s6 = nullptr);
-
-    // The text of `key` in the first opened section that has it; the key itself when none has. `second` is
-    // not used.
-    std::string Text(const char* key, const char* second) const;
-
-  private:
-    std::array<const char*, 6> sections_;
-    Json::Value texts_;
-};
-
-// Sends a stream to the client as a file.
-class HTTPFileOutputer {
-  public:
-    // Ends the header block with `contentType`, `fileName` as its name and the protective headers, then
-    // copies `stream` to its end. A client that has gone ends the copy quietly.
-    void Output(FILE* stream, const char* fileName, const char* contentType);
 };

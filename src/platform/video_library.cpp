@@ -1,3 +1,5 @@
+#include "platform/video_library.h"
+
 #include <dlfcn.h>
 #include <libpq-fe.h>
 #include <syslog.h>
@@ -6,9 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/json_text.h"
-#include "platform/system_library.h"
-#include "platform/video_library.h"
+#include "platform/event_log.h"
+#include "platform/json_reader.h"
 
 namespace {
 

@@ -1,0 +1,20 @@
+// The events of the system event log that this system records.
+#pragma once
+
+#include <string>
+
+constexpr unsigned int EVENT_LANGUAGE_WRITTEN = 0x11B00505;
+constexpr unsigned int EVENT_MENU_STYLE_WRITTEN = 0x11B00507;
+constexpr unsigned int EVENT_RESTARTED = 0x11B00508;
+constexpr unsigned int EVENT_MUSIC_DISPLAY_WRITTEN = 0x11B00513;
+constexpr unsigned int EVENT_LOG_ON = 0x11B00514;
+constexpr unsigned int EVENT_LOG_OFF = 0x11B00515;
+constexpr unsigned int EVENT_ALBUM_ART_ON = 0x11B00516;
+constexpr unsigned int EVENT_ALBUM_ART_OFF = 0x11B00517;
+constexpr unsigned int EVENT_ALBUM_ART_LIST_WRITTEN = 0x11B00518;
+constexpr unsigned int EVENT_MIME_TABLE_ON = 0x11B00519;
+constexpr unsigned int EVENT_MIME_TABLE_OFF = 0x11B00520;
+constexpr unsigned int EVENT_MIME_LIST_WRITTEN = 0x11B00521;
+
+// Records one event with its first text; the other texts of this system's events are empty.
+void RecordEvent(unsigned int event, const std::string& text = std::string());
