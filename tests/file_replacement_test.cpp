@@ -160,7 +160,7 @@ TEST_F(FileReplacementTest, WhatCannotBeWrittenKeepsTheOldFile) {
     // No file becomes larger than one may be: an array in as many others takes a line of tabs for each element.
     const std::string nested = std::string(900, '[') + std::string(900, ']');
     std::string list;
-    for (int i = 0; i < 1000; ++i) {
+    for (int i = 0; i < 200; ++i) {
         list += nested + ",";
     }
     const Answer answer = Send(PostRequest("saveCollection", {{"exposed_collections", "[" + list + "[]]"}}));

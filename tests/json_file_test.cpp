@@ -55,13 +55,21 @@ TEST_F(JsonFileTest, CostIsJudgedFirst) {
     ExpectDocument(comments + "{" + comments + "\"a\"" + comments + ":" + comments + "1}", ParsedJson("{\"a\":1}"));
     for (const std::string& text : {Nested(1000), Times(100000, "["), Times(100000, "[{\"a\":"), Times(100000, "[}"),
              Times(1000, "]"), "[" + comments + "//\n1]", "[" + Times(1001, "/**/") + "]",
-             "[1," + Times(500000, " ") + "\n" + Times(100000, "//\n"), "{\"a\":[" + Times(999999, "0,") + "0]}",
-             "[" + Times(500000, "0/**/,") + "0]", std::string(64U << 20U, ' ') + "{}"}) {
+             "[1," + Times(500000, " ") + "\n" + Times(100000, "//\n"), "{\"a\":[" + Times(1499998, "0,") + "0]}",
+             "[" + Times(750000, "0/**/,") + "0]", std::string(64U << 20U, ' ') + "{}",
+             "\"" + Times(6U << 20U, "\xC3\xA4") + "\""}) {
         ExpectNone(text);
     }
-    const std::string most = "{\"a\":[" + Times(999997, "0,") + "0]}";
+    const std::string most = "{\"a\":[" + Times(1499997, "0,") + "0]}";
     WriteAll(ROOT + "/var/packages/Dalmira/target/etc/agent.conf", most);
     EXPECT_EQ(Post("loadProfileList").body.size(), most.size() + sizeof ",\"success\":true");
+    // What could not be read again is not written.
+    const std::string choices = ETC + "/exposed_collection.json";
+    WriteAll(choices, most);
+    const Answer answer = Post("saveCollection", {{"exposed_collections", "[]"}});
+    EXPECT_EQ(answer.body, FAILURE);
+    EXPECT_EQ(answer.log, Strings{choices + " can't be saved: it has too many values or comments to be read again"});
+    EXPECT_EQ(ReadAll(choices).size(), most.size());
 }
 
 }  // namespace

@@ -3,8 +3,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <string>
-#include <string_view>
+#include <algorithm>
 #include <unordered_map>
 #include <utility>
 
@@ -25,40 +24,11 @@ constexpr char ACCESS[] = "isAccess";
 
 constexpr unsigned int SECONDS_TO_START = 3;
 
-using ClientIndex = std::unordered_map<std::string_view, Json::Value*>;
-
-// The bytes of a string where it stands in its document; empty for any other value.
-std::string_view View(const Json::Value& value) {
+// The bytes of a string where it stands in its document.
+std::string_view View(const Json::Value& string) {
     const char* begin = nullptr;
     const char* end = nullptr;
-    return value.isString() && value.getString(&begin, &end) ? std::string_view(begin, end)
-                                                             : std::string_view();
-}
-
-// Where a MAC address is stored twice the first client is found. False for a document that isn't an object
-// whose clients, if it has any, are an array of objects.
-bool IndexByMacAddress(Json::Value& document, ClientIndex& index) {
-    if (!document.isObject()) {
-        return false;
-    }
-    if (!document.isMember(CLIENTS)) {
-        return true;
-    }
-    Json::Value& clients = document[CLIENTS];
-    if (!clients.isArray()) {
-        return false;
-    }
-    index.reserve(clients.size());
-    for (Json::Value& client : clients) {
-        if (!client.isObject()) {
-            return false;
-        }
-        const Json::Value& address = std::as_const(client)[MAC_ADDRESS];
-        if (address.isString()) {
-            index.emplace(View(address), &client);
-        }
-    }
-    return true;
+    return string.getString(&begin, &end) ? std::string_view(begin, end) : std::string_view();
 }
 
 // Compared as texts: what is missing or null is empty, the number 3 is "3".
@@ -68,45 +38,30 @@ bool IsText(const Json::Value& value, std::string_view text) {
 }
 
 // Values are replaced, the comments that stand with them stay.
-void ApplyChange(const Json::Value& profile, const Json::Value& access, Json::Value& client) {
+void Apply(const ClientChange& change, Json::Value& client) {
+    Json::Value profile(change.profile);
     Json::Value& stored = client[PROFILE];
-    if (!IsText(stored, View(profile))) {
+    if (!IsText(stored, change.profile)) {
         client[USER_PROFILE].copyPayload(profile);
     }
-    stored.copyPayload(profile);
-    client[ACCESS].copyPayload(access);
+    stored.swapPayload(profile);
+    client[ACCESS].copyPayload(Json::Value(change.access));
 }
 
-void ApplyChanges(const Json::Value& changes, const ClientIndex& index) {
-    if (!changes.isArray()) {
-        return;
-    }
-    for (const Json::Value& change : changes) {
-        if (!change.isObject()) {
-            continue;
-        }
-        const Json::Value& address = change[MAC_ADDRESS];
-        const Json::Value& profile = change[PROFILE];
-        const Json::Value& access = change[ACCESS];
-        if (!address.isString() || !profile.isString() || !access.isBool()) {
-            continue;
-        }
-        if (const auto client = index.find(View(address)); client != index.end()) {
-            ApplyChange(profile, access, *client->second);
-        }
-    }
+bool AreClients(const Json::Value& clients) {
+    return clients.isArray() &&
+           std::ranges::all_of(clients, [](const Json::Value& client) { return client.isObject(); });
 }
 
-bool SaveChanges(const char* changesText) {
+bool SaveChanges(const char* text) {
+    std::vector<ClientChange> changes;
+    const bool sent = text != nullptr && ReadClientChanges(text, changes);
     FileReplacement file(CLIENT_LIST_FILE);
     Json::Value document;
-    Json::Value changes;
-    ClientIndex index;
-    if (!MediaServiceHandler::GetJsonFromFile(CLIENT_LIST_FILE, document) || changesText == nullptr ||
-        !ParseJson(changesText, changes) || !IndexByMacAddress(document, index)) {
+    if (!MediaServiceHandler::GetJsonFromFile(CLIENT_LIST_FILE, document) || !sent ||
+        !MergeClientChanges(changes, document)) {
         return false;
     }
-    ApplyChanges(changes, index);
     const Saved saved = SaveJsonFile(file, document);
     if (saved == Saved::CantOpen) {
         syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::SaveClientList - %s could not open", SOURCE_NAME,
@@ -124,6 +79,55 @@ bool Control(const char* order, const char* failure, int line) {
 }
 
 }  // namespace
+
+bool ReadClientChanges(std::string_view text, std::vector<ClientChange>& changes) {
+    return ParseJsonElements(text, [&](const Json::Value& change) {
+        if (change.isObject() && change[MAC_ADDRESS].isString() && change[PROFILE].isString() &&
+            change[ACCESS].isBool()) {
+            changes.push_back(
+                {change[MAC_ADDRESS].asString(), change[PROFILE].asString(), change[ACCESS].asBool()});
+        }
+    });
+}
+
+bool MergeClientChanges(const std::vector<ClientChange>& changes, Json::Value& document) {
+    if (!document.isObject()) {
+        return false;
+    }
+    if (!document.isMember(CLIENTS)) {
+        return true;
+    }
+    Json::Value& clients = document[CLIENTS];
+    if (!AreClients(clients)) {
+        return false;
+    }
+    // The changes for one client form a chain in their order.
+    struct Chain {
+        size_t first, last;
+    };
+    std::vector<size_t> next(changes.size(), changes.size());
+    std::unordered_map<std::string_view, Chain> chains;
+    chains.reserve(changes.size());
+    for (size_t i = 0; i < changes.size(); ++i) {
+        const auto [chain, added] = chains.try_emplace(changes[i].macAddress, Chain{i, i});
+        if (!added) {
+            next[chain->second.last] = i;
+            chain->second.last = i;
+        }
+    }
+    // The list is gone through once, from its head: the first client with an address is the one that changes.
+    for (Json::Value& client : clients) {
+        const Json::Value& address = std::as_const(client)[MAC_ADDRESS];
+        const auto chain = address.isString() ? chains.find(View(address)) : chains.end();
+        if (chain != chains.end()) {
+            for (size_t i = chain->second.first; i < changes.size(); i = next[i]) {
+                Apply(changes[i], client);
+            }
+            chains.erase(chain);
+        }
+    }
+    return true;
+}
 
 void MediaServiceHandler::AnswerFile(const char* path) {
     Json::Value answer;

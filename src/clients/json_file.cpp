@@ -26,5 +26,8 @@ bool MediaServiceHandler::GetJsonFromFile(const char* path, Json::Value& value) 
 }
 
 Saved SaveJsonFile(FileReplacement& file, const Json::Value& document) {
-    return file.Replace(FormatJsonFile(document));
+    const std::string text = FormatJsonFile(document);
+    // Whoever could not read it would take it for lost.
+    const bool readable = text.size() > MAX_FILE_SIZE || IsJson(text);
+    return readable ? file.Replace(text) : file.Refuse("it has too many values or comments to be read again");
 }

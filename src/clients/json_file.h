@@ -5,5 +5,6 @@
 
 #include "platform/file_replacement.h"
 
-// Makes `document` the file's whole content: indented by tabs, members in name order, comments kept.
+// Makes `document` the file's whole content: indented by tabs, members in name order, comments kept. One that
+// could not be read again is refused as one that can't be written is.
 Saved SaveJsonFile(FileReplacement& file, const Json::Value& document);

@@ -28,8 +28,8 @@ struct SpecialCollection {
 };
 constexpr SpecialCollection SPECIAL_COLLECTIONS[] = {{"vexa_favorite", "-1"}, {"vexa_watchlist", "-2"}};
 
-// A submitted list is stored two objects deep; one nested to the limit would make the file unreadable.
-constexpr size_t MAX_EXPOSED_DEPTH = MAX_JSON_DEPTH - 2;
+// A submitted list is stored two objects deep, beside those of other users.
+constexpr JsonLimits EXPOSED_LIMITS = {.values = 250'000, .depth = JsonLimits().depth - 2};
 
 using Ids = std::unordered_set<std::string>;
 
@@ -140,7 +140,7 @@ void MediaServiceHandler::SaveCollection() {
     }
     const char* text = web_.In(EXPOSED, nullptr);
     Json::Value exposed;
-    WriteSuccess(text != nullptr && ParseJson(text, exposed, MAX_EXPOSED_DEPTH) &&
+    WriteSuccess(text != nullptr && ParseJson(text, exposed, EXPOSED_LIMITS) &&
                  SetExposed(choices, UserKey(uid), std::move(exposed)) &&
                  SaveJsonFile(file, choices) == Saved::Yes);
 }

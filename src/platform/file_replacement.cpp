@@ -96,10 +96,6 @@ int WriteInPlace(int file, std::string_view content) {
                    ftruncate(file, static_cast<off_t>(content.size())) == 0 && fsync(file) == 0);
 }
 
-void LogFailure(const std::string& path, const char* reason) {
-    syslog(LOG_ERR, "%s can't be saved: %s", EscapeForLog(path).c_str(), reason);
-}
-
 }  // namespace
 
 FileReplacement::FileReplacement(const char* path)
@@ -109,7 +105,7 @@ FileReplacement::FileReplacement(const char* path)
     if (error_ == ETIMEDOUT) {
         const std::string reason =
             "its directory has been locked for " + std::to_string(LOCK_SECONDS) + " seconds";
-        LogFailure(path_, reason.c_str());
+        Refuse(reason.c_str());
     }
 }
 
@@ -139,9 +135,10 @@ Saved FileReplacement::Replace(std::string_view content) {
         }
         error = WriteInPlace(old.Get(), content);
     }
-    if (error != 0) {
-        LogFailure(path_, strerror(error));
-        return Saved::CantWrite;
-    }
-    return Saved::Yes;
+    return error == 0 ? Saved::Yes : Refuse(strerror(error));
+}
+
+Saved FileReplacement::Refuse(const char* reason) const {
+    syslog(LOG_ERR, "%s can't be saved: %s", EscapeForLog(path_).c_str(), reason);
+    return Saved::CantWrite;
 }

@@ -30,6 +30,9 @@ class FileReplacement {
     // file itself can be written, it is written in place.
     Saved Replace(std::string_view content);
 
+    // Leaves the file as it is, for a reason that a line in the log tells.
+    Saved Refuse(const char* reason) const;
+
   private:
     std::string path_;  // behind the links
     Descriptor directory_;

@@ -20,6 +20,11 @@ constexpr char BAD_REQUEST[] = "400 Bad Request";
 constexpr char TOO_LARGE[] = "413 Content Too Large";
 constexpr char UNSUPPORTED_TYPE[] = "415 Unsupported Media Type";
 
+std::string Decoded(std::string_view text) {
+    const std::string encoded(text);
+    return encoded.find_first_of("%+") == encoded.npos ? encoded : cgicc::form_urldecode(encoded);
+}
+
 const char* Variable(const char* name) {
     const char* value = getenv(name);
     return value != nullptr ? value : "";
@@ -81,8 +86,7 @@ const char* AppendUrlencoded(std::string_view text, std::vector<FormField>& fiel
             return TOO_LARGE;
         }
         const std::string_view name = TakeUntil(value, "=");
-        fields.push_back(
-            {cgicc::form_urldecode(std::string(name)), cgicc::form_urldecode(std::string(value))});
+        fields.push_back({Decoded(name), Decoded(value)});
     }
     return nullptr;
 }

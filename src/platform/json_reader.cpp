@@ -2,14 +2,16 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "platform/json_scalars.h"
 #include "platform/scanning.h"
 
 namespace {
 
-constexpr std::string_view SPACES = " \t\r\n";
 constexpr std::string_view LINE_ENDS = "\r\n";
+
+bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 bool EndsLine(std::string_view text) { return text.find_first_of(LINE_ENDS) != std::string_view::npos; }
 
@@ -77,10 +79,25 @@ class Comments {
     bool lineEnded_ = true;
 };
 
+size_t Cost(std::string_view text) {
+    constexpr size_t ESCAPED = sizeof "\\uFFFD" - 1;
+    const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+    const auto ascii = static_cast<size_t>(std::ranges::count_if(text, isAscii));
+    return ascii + (text.size() - ascii) * ESCAPED;
+}
+
+// What becomes of the values that are read.
+enum class Keep : char {
+    All,       // they make the document
+    Elements,  // those of the outermost array are handed out, each when it is read
+    Nothing    // the text is only judged
+};
+
 // Recursive descent. A member that returns false has met what no document holds; nothing is read behind that.
 class Parser {
   public:
-    Parser(std::string_view text, size_t maxDepth) : rest_(text), maxDepth_(maxDepth) {}
+    Parser(std::string_view text, const JsonLimits& limits, Keep keep, const JsonElementTaker& take = {})
+        : rest_(text), limits_(limits), keep_(keep), take_(take) {}
 
     bool Document(Json::Value& root) {
         if (!Value(root) || !SkipSpace() || !rest_.empty()) {
@@ -93,11 +110,16 @@ class Parser {
   private:
     bool Take(std::string_view token) { return TakePrefix(rest_, token); }
 
-    bool Count() { return values_++ < MAX_JSON_VALUES; }
+    // Of what stands in the array or object that is being read.
+    bool IsKept() const { return keep_ == Keep::All || (keep_ == Keep::Elements && depth_ > 1); }
+
+    bool Count() { return values_++ < limits_.values; }
 
     bool SkipSpace() {
         for (size_t comments = 0;;) {
-            rest_.remove_prefix(std::min(rest_.find_first_not_of(SPACES), rest_.size()));
+            while (!rest_.empty() && IsSpace(rest_.front())) {
+                rest_.remove_prefix(1);
+            }
             if (!rest_.starts_with('/')) {
                 return true;
             }
@@ -109,34 +131,24 @@ class Parser {
         }
     }
 
-    // Payloads are swapped in: the comments stay with the value.
     bool Value(Json::Value& value) {
         if (!SkipSpace() || !Count()) {
             return false;
         }
         comments_.GiveTo(value, Json::commentBefore);
-        Json::Value payload;
-        if (Take("[")) {
-            value.swapPayload(payload = Json::Value(Json::arrayValue));
-            if (!Nested(&Parser::Elements, value)) {
-                return false;
-            }
-        } else if (Take("{")) {
-            value.swapPayload(payload = Json::Value(Json::objectValue));
-            if (!Nested(&Parser::Members, value)) {
-                return false;
-            }
-        } else if (Scalar(payload)) {
-            value.swapPayload(payload);
-        } else {
-            return false;
-        }
+        const bool read = Take("[")   ? Nested(Json::arrayValue, &Parser::Elements, value)
+                          : Take("{") ? Nested(Json::objectValue, &Parser::Members, value)
+                                      : Scalar(value);
         comments_.EndValue(value, rest_);
-        return true;
+        return read;
     }
 
-    bool Nested(bool (Parser::*content)(Json::Value&), Json::Value& value) {
-        const bool read = depth_++ < maxDepth_ && (this->*content)(value);
+    // The payload alone: comments stay with the value.
+    static void Set(Json::Value& value, Json::Value payload) { value.swapPayload(payload); }
+
+    bool Nested(Json::ValueType type, bool (Parser::*content)(Json::Value&), Json::Value& value) {
+        Set(value, Json::Value(type));
+        const bool read = depth_++ < limits_.depth && (this->*content)(value);
         --depth_;
         return read;
     }
@@ -148,9 +160,14 @@ class Parser {
         if (Take("]")) {
             return true;
         }
+        const bool kept = IsKept();
+        Json::Value dropped;
         for (Json::ArrayIndex i = 0;; ++i) {
-            if (!Value(array[i]) || !SkipSpace()) {
+            if (!Value(kept ? array[i] : dropped) || !SkipSpace()) {
                 return false;
+            }
+            if (keep_ == Keep::Elements && !kept) {
+                take_(dropped);
             }
             if (!Take(",")) {
                 return Take("]");
@@ -165,11 +182,13 @@ class Parser {
         if (Take("}")) {
             return true;
         }
+        const bool kept = IsKept();
+        Json::Value dropped;
         for (std::string_view name;;) {
             if (!SkipSpace() || !TakeJsonString(rest_, unescaped_, name) || name.find('\0') != name.npos) {
                 return false;
             }
-            Json::Value& member = *object.demand(name.data(), name.data() + name.size());
+            Json::Value& member = kept ? *object.demand(name.data(), name.data() + name.size()) : dropped;
             if (!SkipSpace() || !Take(":") || !Value(member) || !SkipSpace()) {
                 return false;
             }
@@ -180,26 +199,31 @@ class Parser {
     }
 
     bool Scalar(Json::Value& value) {
-        if (std::string_view text; rest_.starts_with('"')) {
+        if (rest_.starts_with('"')) {
+            std::string_view text;
             if (!TakeJsonString(rest_, unescaped_, text)) {
                 return false;
             }
-            value = Json::Value(text.data(), text.data() + text.size());
+            if (keep_ != Keep::Nothing) {
+                Set(value, Json::Value(text.data(), text.data() + text.size()));
+            }
             return true;
         }
-        if (Take("true")) {
-            value = true;
-            return true;
+        Json::Value payload;
+        const bool on = Take("true");
+        if (on || Take("false")) {
+            payload = on;
+        } else if (!Take("null") && !TakeJsonNumber(rest_, payload)) {
+            return false;
         }
-        if (Take("false")) {
-            value = false;
-            return true;
-        }
-        return Take("null") || TakeJsonNumber(rest_, value);
+        Set(value, std::move(payload));
+        return true;
     }
 
     std::string_view rest_;
-    size_t maxDepth_;
+    const JsonLimits& limits_;
+    Keep keep_;
+    const JsonElementTaker& take_;
     size_t depth_ = 0;
     size_t values_ = 0;
     std::string unescaped_;
@@ -208,11 +232,23 @@ class Parser {
 
 }  // namespace
 
-bool ParseJson(std::string_view text, Json::Value& value, size_t maxDepth) {
+bool ParseJson(std::string_view text, Json::Value& value, const JsonLimits& limits) {
     value = Json::Value();
-    if (text.size() > MAX_JSON_TEXT || !Parser(text, maxDepth).Document(value)) {
+    if (Cost(text) > MAX_JSON_TEXT || !Parser(text, limits, Keep::All).Document(value)) {
         value = Json::Value();
         return false;
     }
     return true;
+}
+
+bool ParseJsonElements(std::string_view text, const JsonElementTaker& take) {
+    Json::Value document;
+    const JsonLimits limits;
+    return Cost(text) <= MAX_JSON_TEXT && Parser(text, limits, Keep::Elements, take).Document(document);
+}
+
+bool IsJson(std::string_view text) {
+    Json::Value document;
+    const JsonLimits limits;
+    return Cost(text) <= MAX_JSON_TEXT && Parser(text, limits, Keep::Nothing).Document(document);
 }

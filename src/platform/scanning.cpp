@@ -4,12 +4,6 @@
 
 #include <algorithm>
 
-bool TakePrefix(std::string_view& rest, std::string_view prefix) {
-    const bool is = rest.starts_with(prefix);
-    rest.remove_prefix(is ? prefix.size() : 0);
-    return is;
-}
-
 std::string_view TakeUntil(std::string_view& rest, std::string_view end) {
     const std::string_view taken = rest.substr(0, rest.find(end));
     rest.remove_prefix(std::min(taken.size() + end.size(), rest.size()));

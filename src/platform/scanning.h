@@ -4,7 +4,11 @@
 #include <string_view>
 
 // Takes `prefix` off `rest` when it stands there.
-bool TakePrefix(std::string_view& rest, std::string_view prefix);
+inline bool TakePrefix(std::string_view& rest, std::string_view prefix) {
+    const bool is = rest.starts_with(prefix);
+    rest.remove_prefix(is ? prefix.size() : 0);
+    return is;
+}
 
 // Takes what stands before `end`, and `end` itself, off `rest`: all of it when there is no `end`.
 std::string_view TakeUntil(std::string_view& rest, std::string_view end);
