@@ -7,6 +7,7 @@
 #include <string_view>
 #include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "clients/json_file.h"
 #include "collections/login_user.h"
@@ -30,6 +31,8 @@ constexpr SpecialCollection SPECIAL_COLLECTIONS[] = {{"vexa_favorite", "-1"}, {"
 
 // A submitted list is stored two objects deep, beside those of other users.
 constexpr JsonLimits EXPOSED_LIMITS = {.values = 250'000, .depth = JsonLimits().depth - 2};
+
+constexpr size_t LOGGED_ROW_BYTES = 200;
 
 using Ids = std::unordered_set<std::string>;
 
@@ -57,6 +60,20 @@ Ids ExposedIds(const Json::Value& choices, const std::string& userKey) {
     return ids;
 }
 
+enum class Place { LISTED, HIDDEN, LEFT_OUT };
+
+// A row without an id or a title is no collection. One is left out where the page would miss it.
+Place PlaceOf(const Json::Value& row) {
+    if (row.isNull()) {
+        return Place::LEFT_OUT;
+    }
+    if (!row.isObject() || row["id"].isNull() || row["title"].isNull() ||
+        row["title"] == DEFAULT_SHARED_TITLE) {
+        return Place::HIDDEN;
+    }
+    return row["id"].isInt() && row["title"].isString() ? Place::LISTED : Place::LEFT_OUT;
+}
+
 std::string ListedId(const Json::Value& collection) {
     const std::string title = collection["title"].asString();
     for (const SpecialCollection& special : SPECIAL_COLLECTIONS) {
@@ -67,9 +84,13 @@ std::string ListedId(const Json::Value& collection) {
     return std::to_string(collection["id"].asInt());
 }
 
-bool IsListed(const Json::Value& collection) {
-    return collection.isObject() && collection["id"].isInt() && collection["title"].isString() &&
-           collection["title"].asString() != DEFAULT_SHARED_TITLE;
+// One row tells what is wrong with many.
+void LogLeftOut(const std::vector<const std::string*>& rows) {
+    if (!rows.empty()) {
+        syslog(LOG_ERR,
+               "video library: %zu rows are no JSON or have no usable id and title, the first one: %s",
+               rows.size(), EscapeForLog(rows.front()->substr(0, LOGGED_ROW_BYTES)).c_str());
+    }
 }
 
 Json::Value ListCollections(uint32_t uid) {
@@ -79,15 +100,20 @@ Json::Value ListCollections(uint32_t uid) {
     const auto records = library.List();
     const Ids exposed = ExposedIds(ReadChoices(), UserKey(uid));
     Json::Value list(Json::arrayValue);
+    std::vector<const std::string*> leftOut;
     for (const auto& record : records) {
         Json::Value collection = record.ToJson();
-        if (IsListed(collection)) {
+        const Place place = PlaceOf(collection);
+        if (place == Place::LISTED) {
             const std::string id = ListedId(collection);
             collection["id"] = id;
             collection["exposed"] = exposed.contains(id);
-            list.append(collection);
+            list.append(std::move(collection));
+        } else if (place == Place::LEFT_OUT) {
+            leftOut.push_back(&record.Text());
         }
     }
+    LogLeftOut(leftOut);
     return list;
 }
 

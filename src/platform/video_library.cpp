@@ -2,33 +2,54 @@
 
 #include <dlfcn.h>
 #include <libpq-fe.h>
+#include <poll.h>
 #include <syslog.h>
 
-#include <initializer_list>
-#include <string>
-#include <string_view>
+#include <chrono>
+#include <memory>
 
 #include "platform/event_log.h"
 #include "platform/json_reader.h"
 
 namespace {
 
-constexpr char LIBRARY[] = "libpq.so.5";
-constexpr char CONNECT_TIMEOUT_SECONDS[] = "5";
-// A locked table must not hold a request for ever.
-constexpr char LIMIT_QUERY_TIME[] = "SET statement_timeout = '10s'";
+using Clock = std::chrono::steady_clock;
+using LibKinovo::db::api::CollectionRecord;
 
-// The functions of libpq, typed by its header.
+constexpr char LIBRARY[] = "libpq.so.5";
+constexpr std::chrono::seconds CONNECT_TIME{5};
+constexpr std::chrono::seconds QUERY_TIME{10};
+// The server ends a query soon after nobody waits for it any more.
+constexpr char SERVER_OPTIONS[] = "-c statement_timeout=11s";
+
+// Of a row's message with one column: type, length, columns, the column's length.
+constexpr size_t ROW_HEAD_BYTES = 1 + 4 + 2 + 4;
+
+// The functions of libpq that are used, under the names and with the types of its header.
+#define LIBPQ_FUNCTIONS(USE)  \
+    USE(PQconnectStartParams) \
+    USE(PQconnectPoll)        \
+    USE(PQsetNoticeProcessor) \
+    USE(PQsocket)             \
+    USE(PQstatus)             \
+    USE(PQerrorMessage)       \
+    USE(PQfinish)             \
+    USE(PQsetnonblocking)     \
+    USE(PQsendQueryParams)    \
+    USE(PQsetSingleRowMode)   \
+    USE(PQflush)              \
+    USE(PQconsumeInput)       \
+    USE(PQisBusy)             \
+    USE(PQgetResult)          \
+    USE(PQresultStatus)       \
+    USE(PQgetvalue)           \
+    USE(PQclear)
+
 struct Libpq {
-    decltype(&PQconnectdbParams) connectdbParams = nullptr;
-    decltype(&PQstatus) status = nullptr;
-    decltype(&PQfinish) finish = nullptr;
-    decltype(&PQexecParams) execParams = nullptr;
-    decltype(&PQresultStatus) resultStatus = nullptr;
-    decltype(&PQntuples) ntuples = nullptr;
-    decltype(&PQgetvalue) getvalue = nullptr;
-    decltype(&PQclear) clear = nullptr;
-    decltype(&PQerrorMessage) errorMessage = nullptr;
+// NOLINTNEXTLINE(bugprone-macro-parentheses): it declares the name
+#define DECLARE(name) decltype(&::name) name = nullptr;
+    LIBPQ_FUNCTIONS(DECLARE)
+#undef DECLARE
     bool loaded = false;
 };
 
@@ -41,12 +62,9 @@ bool Find(void* library, const char* name, Function& function) {
 Libpq LoadLibpq() {
     Libpq pq;
     void* library = dlopen(LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    pq.loaded = library != nullptr && Find(library, "PQconnectdbParams", pq.connectdbParams) &&
-                Find(library, "PQstatus", pq.status) && Find(library, "PQfinish", pq.finish) &&
-                Find(library, "PQexecParams", pq.execParams) &&
-                Find(library, "PQresultStatus", pq.resultStatus) && Find(library, "PQntuples", pq.ntuples) &&
-                Find(library, "PQgetvalue", pq.getvalue) && Find(library, "PQclear", pq.clear) &&
-                Find(library, "PQerrorMessage", pq.errorMessage);
+#define AND_FIND(name) &&Find(library, #name, pq.name)
+    pq.loaded = library != nullptr LIBPQ_FUNCTIONS(AND_FIND);
+#undef AND_FIND
     return pq;
 }
 
@@ -55,9 +73,76 @@ const Libpq& Pq() {
     return pq;
 }
 
-PGresult* Execute(PGconn* connection, const char* query, std::initializer_list<const char*> parameters) {
-    return Pq().execParams(connection, query, static_cast<int>(parameters.size()), nullptr,
-                           parameters.begin(), nullptr, nullptr, 0);
+// libpq itself would write a server's notices to standard error.
+void IgnoreNotice(void*, const char*) {}
+
+// Until the connection's socket is ready for one of `events`; false when the deadline comes first.
+bool Wait(PGconn* connection, short events, Clock::time_point deadline) {
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (left <= 0) {
+            return false;
+        }
+        pollfd socket = {Pq().PQsocket(connection), events, 0};
+        if (poll(&socket, 1, static_cast<int>(left)) > 0) {
+            return true;
+        }
+    }
+}
+
+// libpq's own time limit counts in whole seconds, and anew for each address of a host.
+bool FinishConnecting(PGconn* connection) {
+    const Clock::time_point deadline = Clock::now() + CONNECT_TIME;
+    PostgresPollingStatusType next = PGRES_POLLING_WRITING;
+    while (next == PGRES_POLLING_WRITING || next == PGRES_POLLING_READING) {
+        if (!Wait(connection, next == PGRES_POLLING_READING ? POLLIN : POLLOUT, deadline)) {
+            return false;
+        }
+        next = Pq().PQconnectPoll(connection);
+    }
+    return next == PGRES_POLLING_OK;
+}
+
+// Until PQgetResult doesn't block; false when the connection fails or the deadline comes first.
+bool WaitForResult(PGconn* connection, Clock::time_point deadline) {
+    while (Pq().PQisBusy(connection) != 0) {
+        const int unsent = Pq().PQflush(connection);
+        const short events = unsent == 0 ? POLLIN : POLLIN | POLLOUT;
+        if (unsent < 0 || !Wait(connection, events, deadline) || Pq().PQconsumeInput(connection) == 0) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Reads the rows of a sent query, up to the listing's limit. Returns what went wrong, the empty text when
+// nothing did.
+std::string ReadRows(PGconn* connection, Clock::time_point deadline, std::vector<CollectionRecord>& rows) {
+    for (size_t bytes = 0;;) {
+        if (!WaitForResult(connection, deadline)) {
+            return Clock::now() < deadline
+                       ? Pq().PQerrorMessage(connection)
+                       : "no answer within " + std::to_string(QUERY_TIME.count()) + " seconds";
+        }
+        const std::unique_ptr<PGresult, decltype(&PQclear)> result(Pq().PQgetResult(connection),
+                                                                   Pq().PQclear);
+        const ExecStatusType status = Pq().PQresultStatus(result.get());
+        if (status == PGRES_TUPLES_OK) {
+            return "";
+        }
+        const char* text = status == PGRES_SINGLE_TUPLE ? Pq().PQgetvalue(result.get(), 0, 0) : nullptr;
+        if (text == nullptr) {
+            const std::string message = Pq().PQerrorMessage(connection);
+            return message.empty() ? "an answer that has no rows" : message;
+        }
+        rows.emplace_back(text);
+        bytes += ROW_HEAD_BYTES + rows.back().Text().size();
+        if (bytes > MAX_LISTING_BYTES) {
+            rows.pop_back();
+            syslog(LOG_WARNING, "video library: only the first %zu collections are listed", rows.size());
+            return "";
+        }
+    }
 }
 
 // The first line of a message says it; the others point into the query.
@@ -76,55 +161,65 @@ VexaDb* VEXADBConnect(const char* host, const char* user, const char* password, 
     if (!Pq().loaded) {
         return nullptr;
     }
-    const char* const names[] = {"host", "user", "password", "dbname", "client_encoding", "connect_timeout",
-                                 nullptr};
-    const char* const values[] = {host, user, password, database, "UTF8", CONNECT_TIMEOUT_SECONDS, nullptr};
-    PGconn* connection = Pq().connectdbParams(names, values, 0);
-    if (Pq().status(connection) != CONNECTION_OK) {
-        Pq().finish(connection);
+    const char* const names[] = {"host", "user", "password", "dbname", "client_encoding", "options", nullptr};
+    const char* const values[] = {host, user, password, database, "UTF8", SERVER_OPTIONS, nullptr};
+    PGconn* connection = Pq().PQconnectStartParams(names, values, 0);
+    Pq().PQsetNoticeProcessor(connection, IgnoreNotice, nullptr);
+    if (Pq().PQstatus(connection) == CONNECTION_BAD || !FinishConnecting(connection)) {
+        Pq().PQfinish(connection);
         return nullptr;
     }
     return new VexaDb{connection};
 }
 
 void VEXADBClose(VexaDb* connection) {
-    Pq().finish(connection->connection);
+    Pq().PQfinish(connection->connection);
     delete connection;
 }
 
-void LibKinovo::db::api::BaseAPI::Paging(int offset, int limit) {
+namespace LibKinovo::db::api {
+
+void BaseAPI::Paging(int offset, int limit) {
     offset_ = offset;
     limit_ = limit;
 }
 
-std::vector<LibKinovo::db::api::CollectionRecord> LibKinovo::db::api::CollectionAPI::List() const {
+Json::Value CollectionRecord::ToJson() const {
+    Json::Value row;
+    ParseJson(text_, row);
+    return row;
+}
+
+std::vector<CollectionRecord> CollectionAPI::List() const {
     std::vector<CollectionRecord> records;
-    VexaDb* database = VEXADBConnect(nullptr, VIDEO_DATABASE_USER, nullptr, VIDEO_DATABASE);
+    const std::unique_ptr<VexaDb, decltype(&VEXADBClose)> database(
+        VEXADBConnect(nullptr, VIDEO_DATABASE_USER, nullptr, VIDEO_DATABASE), VEXADBClose);
     if (database == nullptr) {
         LogFailure("no connection");
         return records;
     }
-    const char* query =
-        order_ == 0
-            ? "SELECT row_to_json(c) FROM collection c WHERE uid = $1 ORDER BY title, id OFFSET $2 LIMIT $3"
-            : "SELECT row_to_json(c) FROM collection c WHERE uid = $1 ORDER BY title DESC, id OFFSET $2 "
-              "LIMIT $3";
+    const std::string query =
+        std::string("SELECT left(row_to_json(c)::text, $4) FROM collection c WHERE uid = $1 ") +
+        "ORDER BY title" + (order_ == 0 ? "" : " DESC") + ", id OFFSET $2 LIMIT $3";
     const std::string uid = std::to_string(uid_);
     const std::string offset = std::to_string(offset_);
     const std::string limit = std::to_string(limit_);
-    Pq().clear(Execute(database->connection, LIMIT_QUERY_TIME, {}));
-    PGresult* rows = Execute(database->connection, query,
-                             {uid.c_str(), offset.c_str(), limit_ < 0 ? nullptr : limit.c_str()});
-    if (Pq().resultStatus(rows) != PGRES_TUPLES_OK) {
-        LogFailure(Pq().errorMessage(database->connection));
+    const std::string length = std::to_string(MAX_ROW_CHARACTERS);
+    const char* const parameters[] = {uid.c_str(), offset.c_str(), limit_ < 0 ? nullptr : limit.c_str(),
+                                      length.c_str()};
+    PGconn* connection = database->connection;
+    const Clock::time_point deadline = Clock::now() + QUERY_TIME;
+    const bool sent = Pq().PQsetnonblocking(connection, 1) == 0 &&
+                      Pq().PQsendQueryParams(connection, query.c_str(), std::size(parameters), nullptr,
+                                             parameters, nullptr, nullptr, 0) == 1 &&
+                      Pq().PQsetSingleRowMode(connection) == 1;
+    const std::string problem =
+        sent ? ReadRows(connection, deadline, records) : Pq().PQerrorMessage(connection);
+    if (!problem.empty()) {
+        LogFailure(problem);
+        records.clear();
     }
-    for (int row = 0; row < Pq().ntuples(rows); ++row) {
-        Json::Value json;
-        if (ParseJson(Pq().getvalue(rows, row, 0), json)) {
-            records.emplace_back(std::move(json));
-        }
-    }
-    Pq().clear(rows);
-    VEXADBClose(database);
     return records;
 }
+
+}  // namespace LibKinovo::db::api

@@ -4,17 +4,25 @@
 
 #include <json/value.h>
 
+#include <cstddef>
+#include <string>
 #include <utility>
 #include <vector>
 
 constexpr char VIDEO_DATABASE[] = "video_metadata";
 constexpr char VIDEO_DATABASE_USER[] = "postgres";
 
+// Of one listing, as the server sends it: 60,000 collections with titles of 40 bytes.
+constexpr size_t MAX_LISTING_BYTES = 5 << 20;
+// Of one row; a longer one is cut, and so can't be read.
+constexpr size_t MAX_ROW_CHARACTERS = 64 << 10;
+
 // An open connection to the database.
 struct VexaDb;
 
-// Connects within 5 seconds; a null argument leaves libpq's own default, its environment included. Returns
-// null when no connection can be made, or libpq can't be loaded. The caller closes it with VEXADBClose.
+// Connects within 5 seconds, whatever the server does; a null argument leaves libpq's own default, its
+// environment included. Returns null when no connection can be made, or libpq can't be loaded. The caller
+// closes it with VEXADBClose.
 VexaDb* VEXADBConnect(const char* host, const char* user, const char* password, const char* database);
 void VEXADBClose(VexaDb* connection);
 
@@ -34,14 +42,17 @@ class BaseAPI {
 
 class CollectionRecord {
   public:
-    explicit CollectionRecord(Json::Value row) : row_(std::move(row)) {}
+    explicit CollectionRecord(std::string text) : text_(std::move(text)) {}
     virtual ~CollectionRecord() = default;
 
-    // The whole row, members named as the columns.
-    virtual Json::Value ToJson() const { return row_; }
+    // The whole row, members named as the columns; null when it can't be read.
+    virtual Json::Value ToJson() const;
+
+    // The row as the server sent it.
+    const std::string& Text() const { return text_; }
 
   private:
-    Json::Value row_;
+    std::string text_;
 };
 
 // The collections of one user:
@@ -54,7 +65,8 @@ class CollectionAPI : public BaseAPI {
     // 0 sorts by title ascending, then id; anything else descending.
     void OrderByTitle(SortOrder order) { order_ = order; }
 
-    // Runs the query, for 10 seconds at most. A failure logs one line and lists nothing.
+    // Connects and runs the query, which ends 10 seconds after it was sent, whatever the server does. A
+    // failure logs one line and lists nothing, a list beyond the limit logs one and ends there.
     std::vector<CollectionRecord> List() const;
 
   private:
