@@ -4,6 +4,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
@@ -15,6 +17,9 @@ namespace {
 
 constexpr char URLENCODED[] = "application/x-www-form-urlencoded";
 constexpr char MULTIPART[] = "multipart/form-data";
+
+// Of a refused one; a web server's own limit is below that.
+constexpr size_t MAX_DISCARDED_BODY = 2 * MAX_REQUEST_BODY;
 
 constexpr char BAD_REQUEST[] = "400 Bad Request";
 constexpr char TOO_LARGE[] = "413 Content Too Large";
@@ -52,20 +57,33 @@ bool ReadStandardInput(std::string& body, size_t length) {
     return true;
 }
 
+// A server that hands over the whole body before it reads the answer takes an early end for a failure.
+void DiscardStandardInput(size_t length) {
+    std::array<char, 64U << 10U> piece;
+    for (size_t left = std::min(length, MAX_DISCARDED_BODY); left > 0;) {
+        const ssize_t count = read(STDIN_FILENO, piece.data(), std::min(left, piece.size()));
+        if (count <= 0) {
+            return;
+        }
+        left -= static_cast<size_t>(count);
+    }
+}
+
 bool IsMediaType(std::string_view contentType, std::string_view type) {
     return EqualsIgnoringCase(contentType.substr(0, contentType.find_first_of("; \t")), type);
 }
 
 const char* AppendBody(std::vector<FormField>& fields) {
     size_t length = 0;
-    if (const char* refusal = ReadLength(Variable("CONTENT_LENGTH"), length);
-        refusal != nullptr || length == 0) {
-        return refusal;
-    }
+    const char* refusal = ReadLength(Variable("CONTENT_LENGTH"), length);
     const std::string_view type = Variable("CONTENT_TYPE");
     const bool multipart = IsMediaType(type, MULTIPART);
-    if (!multipart && !IsMediaType(type, URLENCODED)) {
-        return UNSUPPORTED_TYPE;
+    if (refusal == nullptr && length > 0 && !multipart && !IsMediaType(type, URLENCODED)) {
+        refusal = UNSUPPORTED_TYPE;
+    }
+    if (refusal != nullptr || length == 0) {
+        DiscardStandardInput(length);
+        return refusal;
     }
     std::string body;
     if (!ReadStandardInput(body, length)) {
