@@ -9,7 +9,7 @@ work=$(mktemp -d)
 servers=()
 failures=0
 
-trap 'kill "${servers[@]}" 2>/dev/null || true; wait; rm -rf "$work"' EXIT
+trap 'kill -- "${servers[@]}" 2>/dev/null || true; wait; rm -rf "$work"' EXIT
 trap 'exit 1' INT TERM HUP
 
 # The document's code block in the given language.
@@ -17,7 +17,8 @@ snippet() {
   sed -n "/^\`\`\`$1\$/,/^\`\`\`\$/{/^\`\`\`/d;p}" "$document" |
     sed "s|/var/packages/Dalmira/target/libexec/cgi-bin/mediaserv|$program|
          s|/etc/mediaserv.users|$work/users|
-         s|/run/fcgiwrap.socket|$work/socket|"
+         s|/run/fcgiwrap.socket|$work/socket|
+         s|/var/log/lighttpd/|$work/|"
 }
 
 free_port() {
@@ -26,18 +27,28 @@ free_port() {
   echo "$port"
 }
 
+# hold SERVER WHAT COMMAND...: the command succeeds.
+hold() {
+  local what="$1, $2"
+  shift 2
+  "$@" && echo "ok: $what" && return
+  echo "FAILED: $what: $*"
+  failures=$((failures + 1))
+}
+
+matches() { [[ $1 =~ $2 ]]; }
+
 # expect SERVER WHAT PATTERN CURL-ARGUMENT...: the status and the answer match the pattern.
 expect() {
   local server=$1 what=$2 pattern=$3 answer
   shift 3
   answer=$(curl --silent --noproxy '*' --max-time 60 --write-out '\n%{http_code}' "$@" "$url" | tr '\n' ' ')
-  [[ $answer =~ $pattern ]] && echo "ok: $server, $what" && return
-  echo "FAILED: $server, $what: no '$pattern' in '$answer'"
-  failures=$((failures + 1))
+  hold "$server" "$what" matches "$answer" "$pattern"
 }
 
+# check SERVER PORT LOG: LOG is where the program's log lines go.
 check() {
-  local server=$1 login=(--user demo:secret) load=(--data action=load_browsing_page)
+  local server=$1 log=$3 login=(--user demo:secret) load=(--data action=load_browsing_page)
   url=http://127.0.0.1:$2/cgi-bin/mediaserv
   curl --silent --noproxy '*' --output /dev/null --retry 100 --retry-delay 1 --retry-connrefused "$url" || true
   expect "$server" 'no password' ' 401 ?$' "${load[@]}"
@@ -51,8 +62,17 @@ check() {
   expect "$server" 'its own site' '"success":true' "${login[@]}" "${load[@]}" -H "Origin: http://127.0.0.1:$2"
   expect "$server" 'a body of 32 MiB' '"success":true' "${login[@]}" --data-binary "@$work/large"
   echo >>"$work/large"
-  expect "$server" 'a larger body' ' 413 ?$' "${login[@]}" --data-binary "@$work/large"
+  expect "$server" 'a larger body' '^\{"error":.*"success":false\} .*413 ?$' "${login[@]}" --data-binary "@$work/large"
   truncate --size=32M "$work/large"
+  hold "$server" 'its log line' grep -q 'request refused: ' "$log"
+
+  local start=${EPOCHREALTIME/[^0-9]/} requests=()
+  for _ in 1 2 3 4; do # each takes a second
+    curl --silent --noproxy '*' --output /dev/null "${login[@]}" --data action=loadClientList "$url" &
+    requests+=($!)
+  done
+  wait "${requests[@]}"
+  hold "$server" 'four requests at a time' test $((${EPOCHREALTIME/[^0-9]/} - start)) -lt 1900000
 }
 
 # shellcheck disable=SC2016 # the dollar signs belong to the hash
@@ -71,7 +91,7 @@ $(snippet lighttpd)
 END
 /usr/sbin/lighttpd -D -f "$work/lighttpd.conf" 2>"$work/lighttpd.log" &
 servers+=($!)
-check lighttpd "$port"
+check lighttpd "$port" "$work/breakage.log"
 
 port=$(free_port)
 cat >"$work/nginx.conf" <<END
@@ -93,10 +113,11 @@ http {
     }
 }
 END
-/usr/sbin/fcgiwrap -f -s "unix:$work/socket" &
-servers+=($!)
+read -ra fcgiwrap < <(snippet ini | sed -n 's/^ExecStart=\(.\+\)/\1/p')
+setsid "${fcgiwrap[@]}" -s "unix:$work/socket" &
+servers+=("-$!") # with its processes
 /usr/sbin/nginx -e "$work/nginx.log" -c "$work/nginx.conf" 2>"$work/nginx.err" &
 servers+=($!)
-check nginx "$port"
+check nginx "$port" "$work/nginx.log"
 
 ((failures == 0)) || { tail -n 20 "$work"/*.log; exit 1; }
