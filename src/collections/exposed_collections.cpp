@@ -12,6 +12,7 @@
 #include "clients/json_file.h"
 #include "collections/login_user.h"
 #include "mediaserv/media_service_handler.h"
+#include "platform/event_log.h"
 #include "platform/file_io.h"
 #include "platform/json_reader.h"
 #include "platform/video_library.h"
@@ -60,18 +61,18 @@ Ids ExposedIds(const Json::Value& choices, const std::string& userKey) {
     return ids;
 }
 
-enum class Place { LISTED, HIDDEN, LEFT_OUT };
+enum class Place : char { Listed, Hidden, LeftOut };
 
 // A row without an id or a title is no collection. One is left out where the page would miss it.
 Place PlaceOf(const Json::Value& row) {
     if (row.isNull()) {
-        return Place::LEFT_OUT;
+        return Place::LeftOut;
     }
     if (!row.isObject() || row["id"].isNull() || row["title"].isNull() ||
         row["title"] == DEFAULT_SHARED_TITLE) {
-        return Place::HIDDEN;
+        return Place::Hidden;
     }
-    return row["id"].isInt() && row["title"].isString() ? Place::LISTED : Place::LEFT_OUT;
+    return row["id"].isInt() && row["title"].isString() ? Place::Listed : Place::LeftOut;
 }
 
 std::string ListedId(const Json::Value& collection) {
@@ -104,12 +105,12 @@ Json::Value ListCollections(uint32_t uid) {
     for (const auto& record : records) {
         Json::Value collection = record.ToJson();
         const Place place = PlaceOf(collection);
-        if (place == Place::LISTED) {
+        if (place == Place::Listed) {
             const std::string id = ListedId(collection);
             collection["id"] = id;
             collection["exposed"] = exposed.contains(id);
             list.append(std::move(collection));
-        } else if (place == Place::LEFT_OUT) {
+        } else if (place == Place::LeftOut) {
             leftOut.push_back(&record.Text());
         }
     }
