@@ -20,9 +20,9 @@
 
 #include "clients/client_list.h"
 #include "daemon/daemon_control.h"
+#include "platform/event_log.h"
 #include "platform/file_io.h"
 #include "platform/json_reader.h"
-#include "platform/event_log.h"
 #include "platform/key_value_file.h"
 #include "settings/network_interfaces.h"
 #include "settings/settings_file.h"

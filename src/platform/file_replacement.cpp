@@ -33,11 +33,14 @@ std::string DirectoryOf(const std::string& path) {
 // Where `path` leads, which need not exist.
 std::string FollowLinks(std::string path) {
     char target[PATH_MAX];
-    ssize_t length = 0;
-    for (int links = 0; links < MAX_LINKS && (length = readlink(path.c_str(), target, sizeof target)) > 0;
-         ++links) {
-        const std::string to(target, static_cast<size_t>(length));
-        path = to.starts_with('/') ? to : path.substr(0, NameStart(path)) + to;
+    for (int links = 0; links < MAX_LINKS; ++links) {
+        const ssize_t length = readlink(path.c_str(), target, sizeof target);
+        if (length <= 0) {
+            break;
+        }
+        // A relative target starts from the link's directory.
+        path.erase(target[0] == '/' ? 0 : NameStart(path));
+        path.append(target, static_cast<size_t>(length));
     }
     return path;
 }
