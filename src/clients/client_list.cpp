@@ -70,6 +70,14 @@ bool SaveChanges(const char* text) {
     return saved == Saved::Yes;
 }
 
+// In its turn, lest a save that has read the list brings it back.
+void DeleteClientList() {
+    const FileReplacement turn(CLIENT_LIST_FILE);
+    if (VLIBCFileExist(CLIENT_LIST_FILE) != 0) {
+        VLIBCExec("/bin/rm", "-f", CLIENT_LIST_FILE, nullptr, nullptr);
+    }
+}
+
 bool Control(const char* order, const char* failure, int line) {
     if (RunControlScript(order) >= 0) {
         return true;
@@ -160,9 +168,7 @@ void MediaServiceHandler::ClearClientList() {
         WriteSuccess(false);
         return;
     }
-    if (VLIBCFileExist(CLIENT_LIST_FILE) != 0) {
-        VLIBCExec("/bin/rm", "-f", CLIENT_LIST_FILE, nullptr, nullptr);
-    }
+    DeleteClientList();
     if (!Control("start", "start dms error", 1506)) {
         WriteSuccess(false);
         return;
