@@ -46,6 +46,21 @@ expect() {
   hold "$server" "$what" matches "$answer" "$pattern"
 }
 
+# Four requests of a second each take less than two, if not at once on a busy machine, then at another try.
+four_at_a_time() {
+  local start requests
+  for _ in 1 2 3; do
+    start=${EPOCHREALTIME/[^0-9]/} requests=()
+    for _ in 1 2 3 4; do
+      curl --silent --noproxy '*' --output /dev/null "$@" --data action=loadClientList "$url" &
+      requests+=($!)
+    done
+    wait "${requests[@]}"
+    ((${EPOCHREALTIME/[^0-9]/} - start >= 1950000)) || return 0
+  done
+  return 1
+}
+
 # check SERVER PORT LOG: LOG is where the program's log lines go.
 check() {
   local server=$1 log=$3 login=(--user demo:secret) load=(--data action=load_browsing_page)
@@ -66,13 +81,7 @@ check() {
   truncate --size=32M "$work/large"
   hold "$server" 'its log line' grep -q 'request refused: ' "$log"
 
-  local start=${EPOCHREALTIME/[^0-9]/} requests=()
-  for _ in 1 2 3 4; do # each takes a second
-    curl --silent --noproxy '*' --output /dev/null "${login[@]}" --data action=loadClientList "$url" &
-    requests+=($!)
-  done
-  wait "${requests[@]}"
-  hold "$server" 'four requests at a time' test $((${EPOCHREALTIME/[^0-9]/} - start)) -lt 1900000
+  hold "$server" 'four requests at a time' four_at_a_time "${login[@]}"
 }
 
 # shellcheck disable=SC2016 # the dollar signs belong to the hash
