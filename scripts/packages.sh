@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what is missing of the given groups of Debian packages: packages.sh [build] [run] [test] [lint]
+# Installs what is missing of the given groups of Debian packages: packages.sh [build] [run] [test] [lint] [fuzz]
 set -euo pipefail
 
 declare -A groups=(
@@ -7,6 +7,7 @@ declare -A groups=(
   [run]="lighttpd postgresql libpq5 curl procps"
   [test]="libgtest-dev libnss-wrapper nginx fcgiwrap valgrind binutils iproute2"
   [lint]="clang-format clang-tidy shellcheck"
+  [fuzz]="clang libclang-rt-14-dev"
 )
 # Of these, an installation would start a service of the host.
 readonly servers=" lighttpd postgresql nginx fcgiwrap "

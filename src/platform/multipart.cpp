@@ -34,13 +34,16 @@ Parameter NextParameter(std::string_view& rest) {
     const size_t nameEnd = std::min(rest.find_first_of("=;"), rest.size());
     Parameter parameter = {Trimmed(rest.substr(0, nameEnd)), {}};
     rest.remove_prefix(nameEnd);
-    if (TakePrefix(rest, "=\"")) {
-        parameter.present = rest.find('"') != std::string_view::npos;
-        const std::string_view quoted = TakeUntil(rest, "\"");
-        parameter.value = parameter.present ? quoted : "";
-    } else if (rest.starts_with('=')) {
-        parameter.value = Trimmed(rest.substr(1, rest.find(';') - 1));
-        parameter.present = !parameter.value.empty();
+    if (TakePrefix(rest, "=")) {
+        rest.remove_prefix(std::min(rest.find_first_not_of(SPACES), rest.size()));
+        if (TakePrefix(rest, "\"")) {
+            parameter.present = rest.find('"') != std::string_view::npos;
+            const std::string_view quoted = TakeUntil(rest, "\"");
+            parameter.value = parameter.present ? quoted : "";
+        } else {
+            parameter.value = Trimmed(rest.substr(0, rest.find(';')));
+            parameter.present = !parameter.value.empty();
+        }
     }
     TakeUntil(rest, ";");
     return parameter;

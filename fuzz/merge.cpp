@@ -1,0 +1,94 @@
+// The merge of a client list: an input is the stored document and the changes.
+#include <json/value.h>
+
+#include <algorithm>
+#include <set>
+#include <vector>
+
+#include "clients/client_list.h"
+#include "fuzz/target.h"
+#include "platform/json_reader.h"
+#include "platform/json_writer.h"
+
+namespace {
+
+constexpr char LIST[] = "ClientList";
+constexpr char ADDRESS[] = "macAddr";
+constexpr char PROFILE[] = "profileName";
+constexpr char SELECTED[] = "profileName_UserSelected";
+constexpr char ACCESS[] = "isAccess";
+
+const ClientChange* LastChange(const std::vector<ClientChange>& changes, const Json::Value& address) {
+    const ClientChange* last = nullptr;
+    for (const ClientChange& change : changes) {
+        if (address == change.macAddress) {
+            last = &change;
+        }
+    }
+    return last;
+}
+
+// The changes as the document says them.
+std::vector<ClientChange> Expected(const Json::Value& document) {
+    std::vector<ClientChange> changes;
+    for (const Json::Value& change : document) {
+        if (document.isArray() && change.isObject() && change[ADDRESS].isString() &&
+            change[PROFILE].isString() && change[ACCESS].isBool()) {
+            changes.push_back(
+                {change[ADDRESS].asString(), change[PROFILE].asString(), change[ACCESS].asBool()});
+        }
+    }
+    return changes;
+}
+
+bool IsSame(const ClientChange& one, const ClientChange& other) {
+    return one.macAddress == other.macAddress && one.profile == other.profile && one.access == other.access;
+}
+
+// Judges the members of a client that a change may touch, and gives them back their stored values.
+void TakeBack(const Json::Value& stored, const ClientChange& change, Json::Value& client) {
+    const Json::Value& old = stored[PROFILE];
+    const bool same = old.isConvertibleTo(Json::stringValue) && old.asString() == change.profile;
+    Require(client[PROFILE] == change.profile && client[ACCESS] == change.access, "the last change counts");
+    Require(client.get(SELECTED, Json::Value()) == change.profile ||
+                (same && client.get(SELECTED, Json::Value()) == stored[SELECTED]),
+            "another profile is one that the user selected");
+    for (const char* name : {PROFILE, SELECTED, ACCESS}) {
+        if (stored.isMember(name)) {
+            client[name].copyPayload(stored[name]);
+        } else {
+            client.removeMember(name);
+        }
+    }
+}
+
+}  // namespace
+
+void Try(std::string_view input) {
+    Json::Value document;
+    Json::Value sent;
+    std::vector<ClientChange> changes;
+    const bool isDocument = ParseJson(TakePiece(input), document);
+    const bool read = ReadClientChanges(input, changes);
+    Require(read == ParseJson(input, sent), "changes are read from a document, and from nothing else");
+    if (!isDocument || !read) {
+        return;
+    }
+    Require(std::ranges::equal(changes, Expected(sent), IsSame),
+            "changes are read as the document says them");
+    const Json::Value stored = document;
+    if (MergeClientChanges(changes, document) && stored.isMember(LIST)) {
+        const std::string merged = FormatJsonFile(document);
+        Require(MergeClientChanges(changes, document) && FormatJsonFile(document) == merged,
+                "a merge repeated changes nothing");
+        std::set<Json::Value> met;
+        for (Json::ArrayIndex i = 0; i < stored[LIST].size(); ++i) {
+            const Json::Value& client = stored[LIST][i];
+            const ClientChange* change = LastChange(changes, client[ADDRESS]);
+            if (change != nullptr && met.insert(client[ADDRESS]).second) {
+                TakeBack(client, *change, document[LIST][i]);
+            }
+        }
+    }
+    Require(FormatJsonFile(document) == FormatJsonFile(stored), "nothing else changes, comments included");
+}

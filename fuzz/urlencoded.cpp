@@ -1,0 +1,33 @@
+// Urlencoded forms: an input is one.
+#include "fuzz/form_fields.h"
+
+namespace {
+
+std::string Encoded(const std::string& text) {
+    std::string encoded;
+    for (const char c : text) {
+        constexpr char DIGITS[] = "0123456789abcdef";
+        encoded += {'%', DIGITS[static_cast<unsigned char>(c) >> 4U], DIGITS[c & 15]};
+    }
+    return encoded;
+}
+
+}  // namespace
+
+void Try(std::string_view input) {
+    size_t pieces = 0;
+    for (std::string_view rest = input; !rest.empty();) {
+        pieces += TakeUntil(rest, "&").empty() ? 0U : 1U;
+    }
+    Fields fields;
+    Require(AppendUrlencoded(input, fields) == nullptr && fields.size() == pieces,
+            "each piece that isn't empty is a field");
+    RequireBounds(input, fields, [&](Fields& full) { return AppendUrlencoded(input, full); });
+
+    std::string encoded;
+    for (const FormField& field : fields) {
+        encoded += '&' + Encoded(field.name) + '=' + Encoded(field.value) + '&';
+    }
+    Fields again;
+    Require(AppendUrlencoded(encoded, again) == nullptr && again == fields, "fields sent again are the same");
+}
