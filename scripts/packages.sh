@@ -3,7 +3,7 @@
 set -euo pipefail
 
 declare -A groups=(
-  [build]="g++ cmake ninja-build pkg-config libjsoncpp-dev libcgicc-dev libpq-dev"
+  [build]="g++ cmake ninja-build pkg-config libjsoncpp-dev libcgicc-dev libpq-dev dpkg-dev"
   [run]="lighttpd postgresql libpq5 curl procps"
   [test]="libgtest-dev libnss-wrapper nginx fcgiwrap valgrind binutils iproute2"
   [lint]="clang-format clang-tidy shellcheck"
