@@ -50,8 +50,8 @@ END
 fetch() {
   source_sources
   configuration >"$work/apt.conf"
-  apt-get -qq -c "$work/apt.conf" update || true
-  (cd "$work" && apt-get -qq -c "$work/apt.conf" --only-source source "$1=$2")
+  timeout 120 apt-get -qq -c "$work/apt.conf" update || true
+  (cd "$work" && timeout 120 apt-get -qq -c "$work/apt.conf" --only-source source "$1=$2")
 }
 
 build() {
@@ -62,6 +62,7 @@ build() {
 package=$(dpkg-query --show --showformat='${source:Package} ${source:Version}' libjsoncpp-dev 2>/dev/null) ||
   give_up 'libjsoncpp-dev is no package of this host.'
 [[ -f $archive/version && $package == "$(<"$archive/version")" ]] && exit 0
+[[ -z $(find "$log" -mmin -60 2>/dev/null) ]] || give_up "it couldn't be had within the last hour, see $log (without it, this tries again)."
 
 echo "Making an archive of jsoncpp from Debian's source package" >&2
 rm -rf "$archive" "$work"
