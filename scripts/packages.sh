@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what is missing of the given groups of Debian packages: packages.sh [build] [run] [test] [lint] [fuzz]
+# Installs what is missing of the given groups of Debian packages, whose names are those of the table below
 set -euo pipefail
 
 declare -A groups=(
@@ -8,6 +8,7 @@ declare -A groups=(
   [test]="libgtest-dev libnss-wrapper nginx fcgiwrap valgrind binutils iproute2"
   [lint]="clang-format clang-tidy shellcheck"
   [fuzz]="clang libclang-rt-14-dev"
+  [bench]="python3 valgrind apache2-utils libeatmydata1"
 )
 # Of these, an installation would start a service of the host.
 readonly servers=" lighttpd postgresql nginx fcgiwrap "

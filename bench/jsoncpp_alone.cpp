@@ -1,4 +1,4 @@
-// What starting a program over the JSON library costs at least: it prints the answer of a load as a literal.
+// What starting a program over the JSON library costs at least: it prints the answer of a load that asks nothing.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 #include <json/value.h>
 #include <json/writer.h>
@@ -17,6 +17,7 @@ int main() {
     data["photo_sort_by"] = "filename";
     data["photo_sort_order"] = "asc";
     report["success"] = true;
+    fputs("Content-Type: application/json; charset=\"UTF-8\"\r\n\r\n", stdout);
     fputs(Json::FastWriter().write(report).c_str(), stdout);
     return 0;
 }
