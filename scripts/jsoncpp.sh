@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes build/jsoncpp/libjsoncpp.a, which Debian has as a source package alone, for the version of the installed headers.
+# Makes build/jsoncpp/libjsoncpp-VERSION.a of the installed headers' version: Debian has it as a source package alone.
 # Does nothing when it is there. Where it can't be made, one line says why and the builds take the shared library.
 # apt works with the host's own sources and keys, but with lists and a cache below build/: the host stays as it is.
 set -euo pipefail
@@ -63,7 +63,8 @@ build() {
 
 package=$(dpkg-query --show --showformat='${source:Package} ${source:Version}' libjsoncpp-dev 2>/dev/null) ||
   give_up 'libjsoncpp-dev is no package of this host.'
-[[ -f $archive/version && $package == "$(<"$archive/version")" ]] && exit 0
+version=$(pkg-config --modversion jsoncpp) || give_up 'pkg-config knows none.'
+[[ -f $archive/libjsoncpp-$version.a && $package == "$(<"$archive/package")" ]] && exit 0
 [[ -z $(find "$log" -mmin -60 2>/dev/null) ]] || give_up "it couldn't be had within the last hour, see $log (without it, this tries again)."
 
 echo "Making an archive of jsoncpp from Debian's source package" >&2
@@ -77,7 +78,8 @@ headers=$(pkg-config --variable=includedir jsoncpp)/json
 source=$(echo "$work/${package% *}"-*/)
 diff -r "$source/include/json" "$headers" >"$log" 2>&1 || give_up "its source has other headers than $headers, see $log"
 build "$source" >"$log" 2>&1 || give_up "it can't be built, see $log"
-mv "$work/tree/libjsoncpp.a" "$source/debian/copyright" "$work/result"
-echo "$package" >"$work/result/version"
+mv "$work/tree/libjsoncpp.a" "$work/result/libjsoncpp-$version.a"
+mv "$source/debian/copyright" "$work/result"
+echo "$package" >"$work/result/package"
 mv "$work/result" "$archive"
 rm "$log"
