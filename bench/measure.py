@@ -1,7 +1,6 @@
 #!/usr/bin/python3
 """Prints the table of bench/run for the build in the given folder."""
 import json
-import os
 import random
 import re
 import shutil
@@ -22,17 +21,17 @@ INPUTS = BUILD / "inputs"
 SETTINGS = ETC / "dmsinfo.conf"
 LOAD = {"REMOTE_USER": "user", "QUERY_STRING": "action=load_browsing_page", "SETTINGS_FILE": str(SETTINGS)}
 
-START_RUNS = 101
-ROUNDS = 5  # of the requests behind lighttpd, the programs in turn
-REQUESTS = 500
+# Rounds in which the cases take turns, and runs of each in a round.
+START_ROUNDS, STARTS = 15, 7
+REQUEST_ROUNDS, REQUESTS = 15, 200
+SAVE_ROUNDS, SAVES = 15, 8
+MERGE_ROUNDS = 5
+TRANSFER_ROUNDS = 3
 CLIENTS_AT_ONCE = 4
-SAVES = 101
-MERGES = 5
-DOWNLOADS = 3
 GIB = 1 << 30
 STATIC = "static C, a literal"
 BARE = "bare dynamic C, a literal"
-NO_FSYNC = "/usr/lib/%s-linux-gnu/libeatmydata.so" % os.uname().machine
+NO_FSYNC = "libeatmydata.so"
 
 rows = []
 
@@ -45,13 +44,37 @@ def progress(text):
     print(text, file=sys.stderr, flush=True)
 
 
-def launch(command, environment, runs, inputs=("/dev/null",)):
-    """The medians of wall time and processor time (ms), page faults, and peak memory (MiB)."""
-    launcher = [BENCH / "launch", str(runs), *inputs, "--", *command]
-    output = subprocess.run(launcher, env=environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
-    columns = zip(*(map(float, line.split()) for line in output.stdout.splitlines()))
-    wall, processor, faults, peak = map(statistics.median, columns)
-    return wall / 1000, processor / 1000, round(faults), peak / 1024
+class Case:
+    """A program that is launched; its wall and processor time (ms), page faults, and peak memory (MiB)."""
+
+    def __init__(self, name, command, environment, inputs=("/dev/null",)):
+        self.name, self.environment = name, environment
+        self.command = [*inputs, "--", *command]
+        self.lines = []
+
+    def launch(self, runs):
+        command = [BENCH / "launch", str(runs), *self.command]
+        quiet = {"stdout": subprocess.PIPE, "stderr": subprocess.DEVNULL}
+        output = subprocess.run(command, env=self.environment, check=True, **quiet).stdout
+        self.lines += [[float(number) for number in line.split()] for line in output.splitlines()]
+
+    def medians(self):
+        wall, processor, faults, peak = map(statistics.median, zip(*self.lines))
+        return wall / 1000, processor / 1000, round(faults), peak / 1024
+
+
+def alternate(cases, rounds, runs=1):
+    """Launches the cases in turn, so that what else the machine does meets them all alike."""
+    for _ in range(rounds):
+        for case in cases:
+            case.launch(runs)
+
+
+def compare(cases, rounds, runs=1, digits=0):
+    alternate(cases, rounds, runs)
+    for case in cases:
+        wall, processor, _, peak = case.medians()
+        row(case.name, milliseconds=f"{wall:.{digits}f}", processor=f"{processor:.{digits}f}", mebibytes=f"{peak:.1f}")
 
 
 def instructions(program):
@@ -115,16 +138,18 @@ def starts():
     progress("starts")
     rates = {name: [] for name in programs}
     with WebServer(programs.values()) as server:
-        for _ in range(ROUNDS):
+        for _ in range(REQUEST_ROUNDS):
             for number, name in enumerate(programs):
                 rates[name].append(server.requests_per_second(number))
-    medians = {name: statistics.median(rate) for name, rate in rates.items()}
+    cases = [Case(name, [path], LOAD) for name, path in programs.items()]
+    alternate(cases, START_ROUNDS, STARTS)
     counts = {name: instructions(path) for name, path in programs.items()}
-    for name, path in programs.items():
-        wall, processor, faults, peak = launch([path], LOAD, START_RUNS)
-        count = f"{counts[name]:,} ({counts[name] / counts[BARE]:.2f})"
-        rate = f"{medians[name]:.0f} ({medians[name] / medians[STATIC]:.2f})"
-        row(name, count, str(faults), rate, f"{wall:.2f}", f"{processor:.2f}", f"{peak:.1f}")
+    for case in cases:
+        wall, processor, faults, peak = case.medians()
+        count = f"{counts[case.name]:,} ({counts[case.name] / counts[BARE]:.2f})"
+        share = statistics.median(rate / static for rate, static in zip(rates[case.name], rates[STATIC]))
+        rate = f"{statistics.median(rates[case.name]):.0f} ({share:.2f})"
+        row(case.name, count, str(faults), rate, f"{wall:.2f}", f"{processor:.2f}", f"{peak:.1f}")
 
 
 def form(name, **fields):
@@ -145,10 +170,12 @@ def saves():
     page = {"action": "save_browsing_page", "cmzalbumart": "no"}
     on, environment = form("on", sendthumb="true", **page)
     off, _ = form("off", sendthumb="none", **page)
-    for name, variables in (("one change", {}), ("the same without fsync", {"LD_PRELOAD": NO_FSYNC})):
-        wall, processor, _, peak = launch([BUILD / "mediaserv"], {**environment, **variables}, SAVES, (on, off))
-        name = f"`save_browsing_page`, {name}"
-        row(name, milliseconds=f"{wall:.2f}", processor=f"{processor:.2f}", mebibytes=f"{peak:.1f}")
+    name = "`save_browsing_page`, one change"
+    cases = [
+        Case(name, [BUILD / "mediaserv"], environment, (on, off)),
+        Case("the same without fsync", [BUILD / "mediaserv"], {**environment, "LD_PRELOAD": NO_FSYNC}, (on, off)),
+    ]
+    compare(cases, SAVE_ROUNDS, SAVES, digits=2)
 
 
 def client(number):
@@ -173,15 +200,13 @@ def merges():
             text.write_text(json.dumps(changes))
             body, environment = form("merge", action="saveClientList", modifiedInfo=text.read_text())
             shutil.copy(document, ETC / "client_list.json")
-            launch([BUILD / "mediaserv"], environment, 1, (body,))
+            merge = Case(f"merge of {count:,} clients, {order}", [BUILD / "mediaserv"], environment, (body,))
+            merge.launch(1)
             written = json.loads((ETC / "client_list.json").read_text())["ClientList"]
             if len(written) != count or any(one["profileName"] != "Game console" for one in written):
                 raise SystemExit("the merge changed nothing")
             alone = [BENCH / "jsoncpp_merge", ETC / "client_list.json", text, INPUTS / "output"]
-            measured = launch([BUILD / "mediaserv"], environment, MERGES, (body,)), launch(alone, {}, MERGES)
-            names = f"merge of {count:,} clients, {order}", "jsoncpp's parse and write of the same"
-            for name, (wall, processor, _, peak) in zip(names, measured):
-                row(name, milliseconds=f"{wall:.0f}", processor=f"{processor:.0f}", mebibytes=f"{peak:.0f}")
+            compare([merge, Case("jsoncpp's parse and write of the same", alone, {})], MERGE_ROUNDS)
 
 
 def write_log(path):
@@ -202,20 +227,18 @@ def transfers():
     log = ROOT / "var/log/dms.log"
     write_log(log)
     tar = f"cd {log.parent} && /bin/tar czhO dms.log* lighttpd {ETC} | cat"
-    for name, command, variables in (
-        ("`downloadlog` of 1 GiB", [BUILD / "mediaserv"], {"QUERY_STRING": "action=downloadlog"}),
-        ("`tar czhO \\| cat` of the same", ["/bin/sh", "-c", tar], {}),
-    ):
-        environment = {"REMOTE_USER": "user", "PATH": "/usr/bin:/bin", **variables}
-        wall, processor, _, peak = launch(command, environment, DOWNLOADS)
-        row(name, milliseconds=f"{wall:.0f}", processor=f"{processor:.0f}", mebibytes=f"{peak:.1f}")
+    environment = {"REMOTE_USER": "user", "PATH": "/usr/bin:/bin"}
+    cases = [
+        Case("`downloadlog` of 1 GiB", [BUILD / "mediaserv"], {**environment, "QUERY_STRING": "action=downloadlog"}),
+        Case("`tar czhO \\| cat` of the same", ["/bin/sh", "-c", tar], environment),
+    ]
+    compare(cases, TRANSFER_ROUNDS)
     log.unlink()
     progress("template")
     with open(ETC / "menu_large.xml", "wb") as file:
         file.truncate(GIB)
-    environment = {"REMOTE_USER": "user", "QUERY_STRING": "action=loadmenu&template=large"}
-    wall, processor, _, peak = launch([BUILD / "mediaserv"], environment, DOWNLOADS)
-    row("`loadmenu` of 1 GiB", milliseconds=f"{wall:.0f}", processor=f"{processor:.0f}", mebibytes=f"{peak:.1f}")
+    environment["QUERY_STRING"] = "action=loadmenu&template=large"
+    compare([Case("`loadmenu` of 1 GiB", [BUILD / "mediaserv"], environment)], TRANSFER_ROUNDS)
 
 
 def main():
