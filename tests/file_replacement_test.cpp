@@ -22,6 +22,10 @@ namespace {
 
 constexpr int MANY = 64;
 
+// Of which a save changes one.
+constexpr char SETTINGS_BEFORE[] =
+    "photo_sort_by_mediaservice=\"filename\"\nphoto_sort_order_mediaservice=\"asc\"\nmusicinfo_mediaservice=\"old\"\n";
+
 // Runs each piece of work in a process of its own, all at once; true when each returned true.
 template <typename Work>
 bool AtOnce(int count, const Work& work) {
@@ -68,7 +72,7 @@ class FileReplacementTest : public Appliance {
     }
 
     static std::vector<SavedFile> Files() {
-        return {{SETTINGS, "musicinfo_mediaservice=\"old\"\n", Error(546), SaveSetting},
+        return {{SETTINGS, SETTINGS_BEFORE, Error(546), SaveSetting},
             {CLIENTS, "{\"ClientList\":[{\"macAddr\":\"0\"}]}", FAILURE,
                 [](const std::string& text) { return SaveClient(0, text); }},
             {COLLECTIONS, "{\"0\":{}}", FAILURE, SaveCollection}, {MENU, "<old/>", FAILURE, SaveMenu}};
