@@ -13,13 +13,14 @@
 
 namespace {
 
+// By way of UTF-16, which has no room beyond U+10FFFF.
 bool IsUtf8(std::string text) {
-    static const iconv_t converter = iconv_open("WCHAR_T", "UTF-8");
-    std::wstring characters(text.size(), L'\0');
+    static const iconv_t converter = iconv_open("UTF-16LE", "UTF-8");
+    std::u16string characters(text.size(), u'\0');
     char* from = text.data();
     char* to = reinterpret_cast<char*>(characters.data());
     size_t fromLeft = text.size();
-    size_t toLeft = characters.size() * sizeof(wchar_t);
+    size_t toLeft = characters.size() * sizeof(char16_t);
     iconv(converter, nullptr, nullptr, nullptr, nullptr);
     return iconv(converter, &from, &fromLeft, &to, &toLeft) == 0;
 }

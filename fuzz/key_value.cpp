@@ -1,6 +1,7 @@
 // Key/value files: an input is a key, a value, and a file's content.
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,13 +31,13 @@ std::string Content() {
 }
 
 // A buffer of its own, where a byte too many is seen.
-std::string Get(const std::string& key, size_t size) {
+std::optional<std::string> Get(const std::string& key, size_t size) {
     std::vector<char> buffer(size, '*');
     const int found =
         VLIBCFileGetKeyValue(Path().c_str(), key.c_str(), buffer.data(), static_cast<int>(size), 0);
     Require(found == 1 || (found == 0 && buffer == std::vector<char>(size, '*')),
             "no value leaves the buffer");
-    return found == 1 ? buffer.data() : "(none)";
+    return found == 1 ? std::optional<std::string>(buffer.data()) : std::nullopt;
 }
 
 // The content with `key=` for the key's first line, or as its last where there is none, and the key's other
@@ -67,8 +68,7 @@ void Try(std::string_view input) {
     std::ofstream(Path(), std::ios::binary) << input;
     int lines = 0;
     const std::string before = WithoutValue(input, key, lines);
-    Require((Get(key, input.size() + 1) == "(none)") == (lines == 0),
-            "a key is found where it begins a line");
+    Require(Get(key, input.size() + 1).has_value() == (lines > 0), "a key is found where it begins a line");
 
     const int set = Set(key, value);
     Require((set == 0) == (value.find('\n') == std::string::npos),
