@@ -1,4 +1,5 @@
-// What starting a program over the JSON library costs at least: it prints the answer of a load that asks nothing.
+// What starting a program over the JSON library costs at least: it prints the answer of a load that asks
+// nothing.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 #include <json/value.h>
 #include <json/writer.h>
@@ -10,7 +11,7 @@ int main() {
     Json::Value& data = report["data"];
     data["albumartlist"] = "cover.jpg;Cover.jpg;COVER.jpg;folder.jpg;Folder.jpg;FOLDER.jpg";
     for (const char* on : {"cmzalbumart", "ebdvideoinfo", "enableradio", "integrateKinovo", "kinovo_enabled",
-             "sendthumb", "support_kinovo"}) {
+                           "sendthumb", "support_kinovo"}) {
         data[on] = false;
     }
     data["musicdisplayinfo"] = "title";

@@ -1,7 +1,7 @@
-// Runs a program again and again and prints a line for each run: microseconds, microseconds of processor time, page
-// faults, peak memory in KiB, all with the children that the program waited for. A small process of its own, since a
-// child's peak counts the pages of the parent that it was forked from.
-// Usage: launch COUNT INPUT... -- PROGRAM ARGUMENT...: the runs take the input files in turn
+// Runs a program again and again and prints a line for each run: microseconds, microseconds of processor
+// time, page faults, peak memory in KiB, all with the children that the program waited for. A small process
+// of its own, since a child's peak counts the pages of the parent that it was forked from. Usage: launch
+// COUNT INPUT... -- PROGRAM ARGUMENT...: the runs take the input files in turn
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>
