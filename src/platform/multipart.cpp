@@ -29,7 +29,8 @@ struct Parameter {
 };
 
 // Takes what stands before the next semicolon off a header's value (RFC 9110, 5.6.6): the value proper, or a
-// parameter. A quoted value may hold semicolons; one without its end counts as none.
+// parameter, with blanks around its '=' or without. A quoted value may hold semicolons; one without its end
+// counts as none.
 Parameter NextParameter(std::string_view& rest) {
     const size_t nameEnd = std::min(rest.find_first_of("=;"), rest.size());
     Parameter parameter = {Trimmed(rest.substr(0, nameEnd)), {}};
