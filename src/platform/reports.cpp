@@ -25,12 +25,13 @@ void WriteAnswerBody(const Json::Value& body) {
     fflush(stdout);
 }
 
+// Around the text of the data: as a member of a second document it would be copied whole.
 void WriteSuccessReport(const Json::Value& data) {
-    Json::Value report(Json::objectValue);
-    report["data"] = data;
-    report["success"] = true;
+    std::string text = FormatJsonLine(data);
+    text.pop_back();
     WriteAnswerHeader(JSON_TYPE);
-    WriteAnswerBody(report);
+    printf("{\"data\":%s,\"success\":true}\n", text.c_str());
+    fflush(stdout);
 }
 
 void WriteErrorReport(const char* section, const char* key, int line) {
