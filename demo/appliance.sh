@@ -20,7 +20,7 @@ lay_out() {
   interface=$(awk '$2 == "00000000" { print $1; exit }' /proc/net/route)
   rm -rf "$root" "$new"
   cp -R "$demo/root" "$new"
-  mkdir -p "$new/var/run" "$new/volume1" "$new/$package/sbin" "$build/demo/www"
+  mkdir -p "$new/var/run" "$new/volume1" "$new/$package/sbin" "$build/demo"
   ln -s "$build/demo/dms" "$new/$package/sbin/dms"
   find "$new" \( -name '*.sh' -o -name '*.conf' \) -exec \
     sed -i "s|@ROOT@|$root|g; s|@INTERFACE@|${interface:-eth0}|g" {} +
@@ -104,7 +104,7 @@ login=$(<"$build/demo/login")
 socket=$("$demo/postgres.sh" start "$root/$library" 8>&-)
 fill_library "$socket"
 "$root/$package/scripts/S86vexadms.sh" start 8>&-
-BUILD=$build PORT=$port PGHOST=$socket setsid setpriv --pdeathsig INT \
+BUILD=$build PORT=$port PGHOST=$socket WEB=$(dirname "$demo")/web setsid setpriv --pdeathsig INT \
   /usr/sbin/lighttpd -D -f "$demo/lighttpd.conf" 8>&- &
 web_server=$!
 for ((tries = 0; tries < 100; tries++)); do
@@ -115,6 +115,8 @@ done
 ((tries < 100)) || fail "The program gives no answer at $address."
 
 cat <<END
+page: http://127.0.0.1:$port/
+
 The appliance answers; its log and event lines follow. Try:
 
   curl -u $login $address -d action=load_browsing_page

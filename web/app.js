@@ -1,0 +1,88 @@
+// The page itself: which section is shown, its address, the way between them, the page's language.
+import { appliance, readAppliance } from './appliance.js';
+import { createFrame } from './frame.js';
+import { general } from './general.js';
+import { LANGUAGES, currentLanguage, rememberLanguage, setText, text, useLanguage } from './texts.js';
+import { ask, h, icon } from './widgets.js';
+
+const SECTIONS = [general];
+
+const main = document.querySelector('main');
+const navigation = document.querySelector('nav');
+const menuButton = document.getElementById('menu-button');
+let frame;
+let shownSection;
+let position = 0; // of the shown section in the browser's history, so that a way back can be taken back
+
+const sectionOfAddress = () => SECTIONS.find(({ name }) => `#${name}` === location.hash) ?? SECTIONS[0];
+
+function tellSection() {
+  document.title = [text(shownSection.title), text('page.title'), appliance.name].filter(Boolean).join(' – ');
+  setText(menuButton.querySelector('span'), shownSection.title);
+  for (const link of navigation.querySelectorAll('a')) {
+    if (link.hash === `#${shownSection.name}`) link.setAttribute('aria-current', 'page');
+    else link.removeAttribute('aria-current');
+  }
+}
+
+function openMenu(open) {
+  navigation.classList.toggle('open', open);
+  menuButton.setAttribute('aria-expanded', String(open));
+}
+
+async function show(section) {
+  const first = !shownSection;
+  shownSection = section;
+  frame = createFrame(section);
+  main.replaceChildren(frame.node);
+  tellSection();
+  openMenu(false);
+  window.scrollTo(0, 0);
+  if (!first) frame.node.querySelector('h1').focus({ preventScroll: true });
+  await section.open(frame);
+  performance.mark(`section ${section.name}`);
+}
+
+const leaveQuestion = { title: 'leave.title', body: 'leave.body', yes: 'leave.yes', no: 'leave.no' };
+
+// Each entry of the browser's history knows its position. A section that is not left after all gets its address back.
+async function followAddress() {
+  const wanted = history.state?.position ?? position + 1;
+  if (history.state?.position === undefined) history.replaceState({ position: wanted }, '');
+  const section = sectionOfAddress();
+  if (section === shownSection) {
+    position = wanted;
+    return;
+  }
+  if (frame.isChanged() && !(await ask(leaveQuestion))) {
+    history.go(position - wanted);
+    return;
+  }
+  position = wanted;
+  await show(section);
+}
+
+function fillHeader() {
+  document.getElementById('appliance').textContent = appliance.name;
+  const select = document.getElementById('language');
+  select.append(...Object.entries(LANGUAGES).map(([code, name]) => h('option', { value: code, lang: code }, name)));
+  select.value = currentLanguage();
+  select.addEventListener('change', async () => {
+    rememberLanguage(select.value);
+    await useLanguage(select.value);
+    tellSection();
+  });
+  for (const element of document.querySelectorAll('[data-text]')) setText(element, element.dataset.text);
+  for (const element of document.querySelectorAll('[data-label]')) setText(element, element.dataset.label, {}, 'aria-label');
+  navigation.append(h('ul', {}, ...SECTIONS.map((section) =>
+    h('li', {}, h('a', { href: `#${section.name}` }, icon(section.icon), h('span', { text: section.title }))))));
+  menuButton.addEventListener('click', () => openMenu(!navigation.classList.contains('open')));
+}
+
+await Promise.all([useLanguage(), readAppliance()]);
+fillHeader();
+document.body.classList.add('ready');
+history.replaceState({ position }, '');
+window.addEventListener('popstate', followAddress);
+window.addEventListener('beforeunload', (event) => frame.isChanged() && event.preventDefault());
+await show(sectionOfAddress());

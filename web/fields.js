@@ -1,0 +1,185 @@
+// The kinds of fields: a setting's value as the program takes it, always text, and the controls that show it.
+//
+// A kind makes, of a row of a table and the loaded data, { node, get, set, wrong, focus }: `wrong` gives the text of
+// what is the matter with the value, or nothing.
+import { setText } from './texts.js';
+import { button, byteLength, h, iconButton, newId, switchInput } from './widgets.js';
+
+const tooLong = (value, limit) =>
+  byteLength(value) > limit ? ['common.too_long', { used: byteLength(value), limit }] : undefined;
+
+export function toggle(row, data, id) {
+  const input = switchInput({ id });
+  return {
+    node: input,
+    get: () => String(input.checked),
+    set: (value) => (input.checked = value === 'true'),
+    wrong: () => undefined,
+    focus: () => input.focus(),
+  };
+}
+
+// A whole number of at least `row.least`, with `row.unit` behind it.
+export function number(row, data, id) {
+  const input = h('input', { id, inputmode: 'numeric', autocomplete: 'off', class: 'short' });
+  return {
+    node: h('span', { class: 'with-unit' }, input, h('span', { class: 'unit', text: row.unit })),
+    get: () => input.value.trim(),
+    set: (value) => (input.value = value),
+    wrong() {
+      const value = this.get();
+      if (!/^\d+$/.test(value) || Number(value) < row.least) return ['common.least', { least: row.least }];
+      return tooLong(value, row.limit);
+    },
+    focus: () => input.focus(),
+  };
+}
+
+// One of `row.options(data)`, each { value, name } or { value, text }. A stored value that is none of them is shown as
+// `row.strange` says and kept; with `row.other` another one can be typed.
+export function choice(row, data, id) {
+  const options = row.options(data);
+  const select = h('select', { id }, ...options.map(({ value, name, text }) => h('option', { value, text }, name)));
+  const other = h('option', { text: 'common.other' });
+  const typed = h('input', { label: row.other, autocomplete: 'off', spellcheck: 'false', hidden: true });
+  const isTyped = () => select.selectedOptions[0] === other;
+  if (row.other) {
+    select.append(other);
+    select.addEventListener('change', () => {
+      typed.hidden = !isTyped();
+      if (isTyped()) typed.focus();
+    });
+  }
+  return {
+    node: h('span', { class: 'choice' }, select, typed),
+    get: () => (isTyped() ? typed.value : select.value),
+    set(value) {
+      if (![...select.options].some((option) => option !== other && option.value === value)) {
+        const text = value === '' ? 'common.empty_value' : [row.strange ?? 'common.strange_value', { value }];
+        select.prepend(h('option', { value, text }));
+      }
+      typed.hidden = true;
+      select.value = value;
+    },
+    wrong() {
+      if (isTyped() && typed.value.trim() === '') return ['common.empty'];
+      return tooLong(this.get(), row.limit);
+    },
+    focus: () => (isTyped() ? typed : select).focus(),
+  };
+}
+
+// A list of entries that stands in one text: `row.columns` { label, pattern, wrong }, joined by '=' where there are
+// two, `row.separator` between the entries, `row.standard` the list that the program takes when there is none.
+export function list(row, data, id) {
+  const entries = h('ul', { class: 'entries' });
+  const used = h('span', { class: 'used' });
+  const parse = (value) => (value === '' ? [] : value.split(row.separator)).map((entry) => {
+    const cut = row.columns.length > 1 ? entry.indexOf('=') : -1;
+    return cut < 0 ? [entry, ''] : [entry.slice(0, cut), entry.slice(cut + 1)];
+  });
+  const join = (values) => values.map((value) => value.slice(0, row.columns.length).join('=')).join(row.separator);
+  const inputsOf = (entry) => [...entry.querySelectorAll('input')];
+  const shown = () => join([...entries.children].map((entry) => inputsOf(entry).map((input) => input.value.trim())));
+  let stored = '';
+  let wrongInput;
+
+  const tellUsed = () => setText(used, 'common.used', { used: byteLength(get()), limit: row.limit });
+  const changed = () => entries.dispatchEvent(new Event('input', { bubbles: true }));
+  // What can't be taken apart and put together again is kept as it is, until it is changed.
+  const get = () => (shown() === join(parse(stored)) ? stored : shown());
+
+  function add(values) {
+    const entry = h('li', {},
+      ...row.columns.map(({ label }) => h('input', { label, placeholder: label, autocomplete: 'off', spellcheck: 'false',
+        autocapitalize: 'off' })),
+      iconButton('remove', 'common.remove', () => {
+        (entry.nextElementSibling ?? entry.previousElementSibling ?? addButton).querySelector('input')?.focus();
+        entry.remove();
+        changed();
+      }));
+    inputsOf(entry).forEach((input, index) => (input.value = values[index]));
+    entries.append(entry);
+    return entry;
+  }
+  function fill(value) {
+    entries.replaceChildren();
+    parse(value).forEach(add);
+    tellUsed();
+  }
+  const addButton = button('common.add', () => {
+    inputsOf(add(['', '']))[0].focus();
+    changed();
+  }, { kind: 'small', image: 'add' });
+  const standardButton = button('common.use_standard', () => {
+    fill(row.standard);
+    changed();
+  }, { kind: 'small quiet' });
+  entries.addEventListener('input', tellUsed);
+
+  return {
+    node: h('div', { class: 'list', role: 'group', 'aria-labelledby': `${id}-label` }, entries,
+      h('div', { class: 'list-foot' }, addButton, standardButton, used)),
+    get,
+    set(value) {
+      stored = value;
+      fill(value);
+    },
+    wrong() {
+      wrongInput = undefined;
+      for (const entry of entries.children) {
+        const inputs = inputsOf(entry);
+        const column = row.columns.findIndex(({ pattern }, index) => !pattern.test(inputs[index].value.trim()));
+        if (column >= 0) {
+          wrongInput = inputs[column];
+          return [row.columns[column].wrong];
+        }
+      }
+      return get() === '' ? ['common.empty_list'] : tooLong(get(), row.limit);
+    },
+    focus: () => (wrongInput ?? entries.querySelector('input') ?? addButton).focus(),
+  };
+}
+
+// A row's field with its label, its help and what is wrong with it.
+export function createField(row, data) {
+  const id = newId(row.field);
+  const control = row.kind(row, data, id);
+  const error = h('p', { class: 'error', id: `${id}-error`, hidden: true });
+  const reason = h('p', { class: 'reason', id: `${id}-reason`, hidden: true });
+  const label = h('label', { id: `${id}-label`, for: id, text: row.label });
+  const node = h('div', { class: `field ${row.kind === list ? 'wide' : ''}`, 'data-field': row.field },
+    h('div', { class: 'field-text' }, label, row.help && h('p', { class: 'help', id: `${id}-help`, text: row.help }),
+      reason),
+    h('div', { class: 'field-control' }, control.node), error);
+  const controls = () => node.querySelectorAll('input, select, button');
+
+  function show(wrong) {
+    error.hidden = !wrong;
+    setText(error, ...(wrong ?? []));
+    for (const one of controls()) {
+      one.toggleAttribute('aria-invalid', Boolean(wrong));
+      one.setAttribute('aria-describedby', `${id}-help ${id}-reason ${id}-error`);
+    }
+    return wrong;
+  }
+  const field = {
+    row,
+    node,
+    get: control.get,
+    set: (value) => show(control.set(value) && undefined),
+    focus: control.focus,
+    check: () => show(control.wrong()),
+    // A field that can't be used says why.
+    enable(enabled, why) {
+      node.classList.toggle('off', !enabled);
+      for (const one of controls()) one.disabled = !enabled;
+      reason.hidden = !why;
+      if (Array.isArray(why)) setText(reason, ...why);
+      else reason.textContent = why ?? '';
+    },
+  };
+  node.addEventListener('change', field.check);
+  node.addEventListener('input', () => error.hidden || field.check());
+  return field;
+}

@@ -1,0 +1,103 @@
+// What surrounds a section: its heading, what went wrong, the bar with which it is saved.
+import { setText } from './texts.js';
+import { button, h, icon } from './widgets.js';
+
+// What failed, and what to do about it, by the kind of a failure.
+const FAILURES = {
+  connection: ['errors.connection', 'errors.connection_do'],
+  login: ['errors.login', 'errors.login_do'],
+  answer: ['errors.answer', 'errors.answer_do'],
+  refused: ['errors.refused', 'errors.refused_do'],
+  large: ['errors.large', 'errors.large_do'],
+  report: ['errors.report', 'errors.report_do'],
+  plain: ['errors.plain', 'errors.plain_do'],
+};
+
+// A frame gives `body` to fill, and `isChanged`, which tells whether something would be lost.
+export function createFrame(section) {
+  const notices = h('div');
+  const body = h('div', { class: 'section-body' });
+  const node = h('div', { class: 'section' },
+    h('header', { class: 'section-head' },
+      h('h1', { text: section.title, tabindex: '-1' }), h('p', { text: section.intro })),
+    notices, body);
+  const frame = { node, body, isChanged: () => false, clear: () => notices.replaceChildren() };
+
+  // `title` says what was tried; `own` replaces the words for some kinds of failure.
+  frame.fail = (title, failure, own = {}, ...actions) => {
+    const [what, todo] = own[failure.kind] ?? FAILURES[failure.kind];
+    notices.replaceChildren(h('div', { class: 'notice bad', role: 'alert', tabindex: '-1' },
+      icon('warning'),
+      h('div', {}, h('p', { class: 'notice-title', text: title }),
+        h('p', { text: [what, failure] }), h('p', { text: [todo, failure] }), ...actions)));
+    notices.firstChild.focus();
+    notices.firstChild.scrollIntoView({ block: 'nearest' });
+  };
+
+  // Shows that something is fetched, until it is there; a failure can be tried again.
+  frame.load = async (request) => {
+    for (;;) {
+      const waiting = h('p', { class: 'waiting', role: 'status' }, h('span', { class: 'spinner' }),
+        h('span', { text: 'common.loading' }));
+      body.replaceChildren(waiting);
+      const result = await request();
+      waiting.remove();
+      if (result.ok) {
+        frame.clear();
+        return result.answer;
+      }
+      await new Promise((again) => {
+        frame.fail('common.not_loaded', result.failure, {}, button('common.try_again', again));
+      });
+    }
+  };
+  return frame;
+}
+
+// The bar below what can be saved.
+//   changed()   whether there is something to save
+//   wrong()     the first field that can't be saved, or nothing; it shows why, and takes the focus
+//   progress()  what is happening while it is saved, as a text
+//   save()      does it; gives what was done as a text, or nothing when it failed and said so
+//   discard()   takes the stored values back
+export function createSaveBar(frame, { changed, wrong, progress, save, discard }) {
+  const message = h('p', { class: 'save-message', role: 'status' });
+  const spinner = h('span', { class: 'spinner', hidden: true });
+  const discardButton = button('common.discard', () => running || discard(), { kind: 'quiet' });
+  const saveButton = button('common.save', run, { kind: 'primary' });
+  let running = false;
+
+  function update() {
+    const idle = running || !changed();
+    saveButton.setAttribute('aria-disabled', String(idle));
+    discardButton.hidden = idle;
+    spinner.hidden = !running;
+  }
+
+  function say(text) {
+    setText(message, ...[text].flat());
+    update();
+  }
+
+  async function run() {
+    if (running || !changed()) return;
+    const field = wrong();
+    if (field) {
+      say('common.check_fields');
+      field.focus();
+      return;
+    }
+    frame.clear();
+    running = true;
+    say(progress());
+    const done = await save();
+    running = false;
+    say(done ?? 'common.not_saved');
+  }
+
+  frame.isChanged = changed;
+  // Only what is typed ends the message; what the section itself changes doesn't.
+  frame.body.addEventListener('input', () => (running ? update() : say(changed() ? 'common.unsaved' : undefined)));
+  update();
+  return { node: h('div', { class: 'save-bar' }, spinner, message, discardButton, saveButton), update, say };
+}

@@ -1,0 +1,83 @@
+// What every section is made of: elements, buttons, switches, questions. Text goes in as text, by its key or as a node.
+import { setText } from './texts.js';
+
+const SVG = 'http://www.w3.org/2000/svg';
+const ATTRIBUTE_TEXTS = { label: 'aria-label', placeholder: 'placeholder', title: 'title' };
+let identifiers = 0;
+
+export const newId = (stem) => `${stem}-${(identifiers += 1)}`;
+const keyAndValues = (value) => (Array.isArray(value) ? value : [value, {}]);
+export const byteLength = (value) => new TextEncoder().encode(value).length;
+
+// An element. `text`, `label`, `placeholder` and `title` are text keys, or [key, values]; `on` holds listeners; all
+// else are attributes, left out when false or undefined. Children are nodes or texts of others, undefined for none.
+export function h(tag, { text, on = {}, ...attributes } = {}, ...children) {
+  const element = document.createElement(tag);
+  if (text) setText(element, ...keyAndValues(text));
+  for (const [name, value] of Object.entries(attributes)) {
+    if (value === undefined || value === false) continue;
+    if (name in ATTRIBUTE_TEXTS) setText(element, ...keyAndValues(value), ATTRIBUTE_TEXTS[name]);
+    else element.setAttribute(name, value === true ? '' : value);
+  }
+  for (const [event, listener] of Object.entries(on)) element.addEventListener(event, listener);
+  element.append(...children.filter((child) => child !== undefined));
+  return element;
+}
+
+// A text of others: names, titles. It may run in either direction and be of any length.
+export const foreign = (value, tag = 'bdi') => h(tag, { class: 'foreign', dir: 'auto' }, String(value));
+
+export function icon(name) {
+  const image = document.createElementNS(SVG, 'svg');
+  const use = document.createElementNS(SVG, 'use');
+  image.setAttribute('class', 'icon');
+  image.setAttribute('aria-hidden', 'true');
+  use.setAttribute('href', `#icon-${name}`);
+  image.append(use);
+  return image;
+}
+
+export function button(text, onClick, { kind = '', image, ...attributes } = {}) {
+  return h('button', { type: 'button', class: `button ${kind}`, on: { click: onClick }, ...attributes },
+    image && icon(image), h('span', { text }));
+}
+
+// A button that shows its picture alone; its text is its name.
+export function iconButton(image, label, onClick) {
+  return h('button', { type: 'button', class: 'button icon-button', label, title: label, on: { click: onClick } },
+    icon(image));
+}
+
+export function switchInput(attributes = {}) {
+  return h('input', { type: 'checkbox', role: 'switch', class: 'switch', ...attributes });
+}
+
+export function searchField(label, onInput) {
+  return h('div', { class: 'search' }, icon('search'),
+    h('input', { type: 'search', label, placeholder: label, autocomplete: 'off', spellcheck: 'false',
+      on: { input: (event) => onInput(event.target.value) } }));
+}
+
+export function card(title, ...children) {
+  const id = newId('card');
+  return h('section', { class: 'card', 'aria-labelledby': title && id }, title && h('h2', { id, text: title }),
+    ...children);
+}
+
+// Asks before something is lost; true when the answer is yes. The harmless answer is the one at hand.
+export function ask({ title, body, yes, no = 'common.cancel' }) {
+  const id = newId('question');
+  const dialog = h('dialog', { 'aria-labelledby': id, 'aria-describedby': `${id}-body` },
+    h('h2', { id, text: title }), h('p', { id: `${id}-body`, text: body }),
+    h('div', { class: 'buttons' },
+      button(no, () => dialog.close(), { autofocus: true }),
+      button(yes, () => dialog.close('yes'), { kind: 'danger' })));
+  document.body.append(dialog);
+  dialog.showModal();
+  return new Promise((resolve) => {
+    dialog.addEventListener('close', () => {
+      dialog.remove();
+      resolve(dialog.returnValue === 'yes');
+    });
+  });
+}
