@@ -1,11 +1,17 @@
 // The page itself: which section is shown, its address, the way between them, the page's language.
 import { appliance, readAppliance } from './appliance.js';
+import { browsing } from './browsing.js';
+import { clients } from './clients.js';
+import { collections } from './collections.js';
 import { createFrame } from './frame.js';
 import { general } from './general.js';
+import { logs } from './logs.js';
+import { mediaAdapter } from './media_adapter.js';
+import { menu } from './menu.js';
 import { LANGUAGES, currentLanguage, rememberLanguage, setText, text, useLanguage } from './texts.js';
-import { ask, h, icon } from './widgets.js';
+import { askToDiscard, h, icon } from './widgets.js';
 
-const SECTIONS = [general];
+const SECTIONS = [general, browsing, mediaAdapter, menu, clients, collections, logs];
 
 const main = document.querySelector('main');
 const navigation = document.querySelector('nav');
@@ -17,8 +23,8 @@ let position = 0; // of the shown section in the browser's history, so that a wa
 const sectionOfAddress = () => SECTIONS.find(({ name }) => `#${name}` === location.hash) ?? SECTIONS[0];
 
 function tellSection() {
-  document.title = [text(shownSection.title), text('page.title'), appliance.name].filter(Boolean).join(' – ');
-  setText(menuButton.querySelector('span'), shownSection.title);
+  document.title = [text(`${shownSection.name}.title`), text('page.title'), appliance.name].filter(Boolean).join(' – ');
+  setText(menuButton.querySelector('span'), `${shownSection.name}.title`);
   for (const link of navigation.querySelectorAll('a')) {
     if (link.hash === `#${shownSection.name}`) link.setAttribute('aria-current', 'page');
     else link.removeAttribute('aria-current');
@@ -43,8 +49,6 @@ async function show(section) {
   performance.mark(`section ${section.name}`);
 }
 
-const leaveQuestion = { title: 'leave.title', body: 'leave.body', yes: 'leave.yes', no: 'leave.no' };
-
 // Each entry of the browser's history knows its position. A section that is not left after all gets its address back.
 async function followAddress() {
   const wanted = history.state?.position ?? position + 1;
@@ -54,7 +58,7 @@ async function followAddress() {
     position = wanted;
     return;
   }
-  if (frame.isChanged() && !(await ask(leaveQuestion))) {
+  if (frame.isChanged() && !(await askToDiscard())) {
     history.go(position - wanted);
     return;
   }
@@ -74,8 +78,8 @@ function fillHeader() {
   });
   for (const element of document.querySelectorAll('[data-text]')) setText(element, element.dataset.text);
   for (const element of document.querySelectorAll('[data-label]')) setText(element, element.dataset.label, {}, 'aria-label');
-  navigation.append(h('ul', {}, ...SECTIONS.map((section) =>
-    h('li', {}, h('a', { href: `#${section.name}` }, icon(section.icon), h('span', { text: section.title }))))));
+  navigation.append(h('ul', {}, ...SECTIONS.map(({ name }) =>
+    h('li', {}, h('a', { href: `#${name}` }, icon(name), h('span', { text: `${name}.title` }))))));
   menuButton.addEventListener('click', () => openMenu(!navigation.classList.contains('open')));
 }
 

@@ -2,7 +2,7 @@
 //
 // A kind makes, of a row of a table and the loaded data, { node, get, set, wrong, focus }: `wrong` gives the text of
 // what is the matter with the value, or nothing.
-import { setText } from './texts.js';
+import { hasText, setText } from './texts.js';
 import { button, byteLength, h, iconButton, newId, switchInput } from './widgets.js';
 
 const tooLong = (value, limit) =>
@@ -142,14 +142,16 @@ export function list(row, data, id) {
 }
 
 // A row's field with its label, its help and what is wrong with it.
-export function createField(row, data) {
+export function createField(row, data, section) {
+  const text = `${section}.${row.field}`;
+  const help = hasText(`${text}_help`) ? `${text}_help` : undefined;
   const id = newId(row.field);
   const control = row.kind(row, data, id);
   const error = h('p', { class: 'error', id: `${id}-error`, hidden: true });
   const reason = h('p', { class: 'reason', id: `${id}-reason`, hidden: true });
-  const label = h('label', { id: `${id}-label`, for: id, text: row.label });
+  const label = h('label', { id: `${id}-label`, for: id, text });
   const node = h('div', { class: `field ${row.kind === list ? 'wide' : ''}`, 'data-field': row.field },
-    h('div', { class: 'field-text' }, label, row.help && h('p', { class: 'help', id: `${id}-help`, text: row.help }),
+    h('div', { class: 'field-text' }, label, help && h('p', { class: 'help', id: `${id}-help`, text: help }),
       reason),
     h('div', { class: 'field-control' }, control.node), error);
   const controls = () => node.querySelectorAll('input, select, button');
@@ -167,7 +169,10 @@ export function createField(row, data) {
     row,
     node,
     get: control.get,
-    set: (value) => show(control.set(value) && undefined),
+    set(value) {
+      control.set(value);
+      show();
+    },
     focus: control.focus,
     check: () => show(control.wrong()),
     // A field that can't be used says why.

@@ -7,10 +7,10 @@ const FAILURES = {
   connection: ['errors.connection', 'errors.connection_do'],
   login: ['errors.login', 'errors.login_do'],
   answer: ['errors.answer', 'errors.answer_do'],
-  refused: ['errors.refused', 'errors.refused_do'],
-  large: ['errors.large', 'errors.large_do'],
+  refused: ['errors.refused', 'errors.report_do'],
+  large: ['errors.large'],
   report: ['errors.report', 'errors.report_do'],
-  plain: ['errors.plain', 'errors.plain_do'],
+  plain: ['errors.plain', 'errors.report_do'],
 };
 
 // A frame gives `body` to fill, and `isChanged`, which tells whether something would be lost.
@@ -19,7 +19,7 @@ export function createFrame(section) {
   const body = h('div', { class: 'section-body' });
   const node = h('div', { class: 'section' },
     h('header', { class: 'section-head' },
-      h('h1', { text: section.title, tabindex: '-1' }), h('p', { text: section.intro })),
+      h('h1', { text: `${section.name}.title`, tabindex: '-1' }), h('p', { text: `${section.name}.intro` })),
     notices, body);
   const frame = { node, body, isChanged: () => false, clear: () => notices.replaceChildren() };
 
@@ -29,7 +29,7 @@ export function createFrame(section) {
     notices.replaceChildren(h('div', { class: 'notice bad', role: 'alert', tabindex: '-1' },
       icon('warning'),
       h('div', {}, h('p', { class: 'notice-title', text: title }),
-        h('p', { text: [what, failure] }), h('p', { text: [todo, failure] }), ...actions)));
+        h('p', { text: [what, failure] }), todo && h('p', { text: [todo, failure] }), ...actions)));
     notices.firstChild.focus();
     notices.firstChild.scrollIntoView({ block: 'nearest' });
   };
@@ -54,7 +54,8 @@ export function createFrame(section) {
   return frame;
 }
 
-// The bar below what can be saved.
+// The bar below what can be saved; also for a section's other tasks, by `during(text, task)`: the task gives what was
+// done as a text, or nothing.
 //   changed()   whether there is something to save
 //   wrong()     the first field that can't be saved, or nothing; it shows why, and takes the focus
 //   progress()  what is happening while it is saved, as a text
@@ -75,8 +76,19 @@ export function createSaveBar(frame, { changed, wrong, progress, save, discard }
   }
 
   function say(text) {
-    setText(message, ...[text].flat());
+    setText(message, ...[text].flat(1));
     update();
+  }
+
+  // One thing at a time: what is asked for while something runs is not done.
+  async function during(text, task) {
+    if (running) return;
+    frame.clear();
+    running = true;
+    say(text);
+    const done = await task();
+    running = false;
+    say(done);
   }
 
   async function run() {
@@ -87,17 +99,12 @@ export function createSaveBar(frame, { changed, wrong, progress, save, discard }
       field.focus();
       return;
     }
-    frame.clear();
-    running = true;
-    say(progress());
-    const done = await save();
-    running = false;
-    say(done ?? 'common.not_saved');
+    await during(progress(), async () => (await save()) ?? 'common.not_saved');
   }
 
   frame.isChanged = changed;
   // Only what is typed ends the message; what the section itself changes doesn't.
   frame.body.addEventListener('input', () => (running ? update() : say(changed() ? 'common.unsaved' : undefined)));
   update();
-  return { node: h('div', { class: 'save-bar' }, spinner, message, discardButton, saveButton), update, say };
+  return { node: h('div', { class: 'save-bar' }, spinner, message, discardButton, saveButton), update, say, during };
 }

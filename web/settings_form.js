@@ -1,9 +1,10 @@
 // The one routine behind the settings sections: a table of rows becomes a form, its changes a save.
 //
-// A section: { name, title, intro, icon, load, save, restartLine, rows, after(frame, form) }. A row:
-//   field     the member of the load and the field of the save
+// A section: { name, load, save, restartLine, rows, after(frame, form) }. A row:
+//   field     the member of the load and the field of the save; its name is the text `section.field`, what it means
+//             `section.field_help`
 //   kind      of fields.js, with what that kind wants
-//   label     its name; `help` what it means; `group` the heading of a new card
+//   group     the heading of a new card
 //   limit     its bytes
 //   needs     'restart' where a change restarts the daemon
 //   lines     the lines of a save that failed at it
@@ -25,7 +26,7 @@ const storedValues = (page, data) =>
 
 function createFields(page, data) {
   const rows = page.rows.filter((row) => data[row.field] !== undefined && (row.shown?.(data) ?? true));
-  return new Map(rows.map((row) => [row.field, createField(row, data)]));
+  return new Map(rows.map((row) => [row.field, createField(row, data, page.name)]));
 }
 
 function cards(fields) {
@@ -66,13 +67,13 @@ async function openForm(page, frame) {
   async function failed(failure) {
     const row = page.rows.find(({ lines }) => lines?.includes(failure.line));
     const own = {};
-    if (row) own.report = ['errors.setting', 'errors.setting_do'];
+    if (row) own.report = ['errors.setting', 'errors.report_do'];
     if (failure.line === page.restartLine) own.report = ['errors.restart', 'errors.restart_do'];
     if (failure.kind === 'report') {
       const now = await call(page.load);
       if (now.ok) stored = storedValues(page, now.answer.data);
     }
-    frame.fail('common.save_failed', { ...failure, setting: row && [row.label, {}] }, own);
+    frame.fail('common.save_failed', { ...failure, setting: row && [`${page.name}.${row.field}`, {}] }, own);
     if (row) fields.get(row.field)?.focus();
   }
 
@@ -90,7 +91,7 @@ async function openForm(page, frame) {
     changed: () => changedRows().length > 0,
     wrong: () => [...fields.values()].filter(({ row }) => isChanged(row) || row.judgeAlways).find((field) => field.check()),
     progress() {
-      const settings = changedRows().filter(({ needs }) => needs === 'restart').map(({ label }) => [label, {}]);
+      const settings = changedRows().filter(({ needs }) => needs === 'restart').map(({ field }) => [`${page.name}.${field}`, {}]);
       return settings.length > 0 ? ['form.restarting', { settings }] : 'form.saving';
     },
     save,
@@ -99,5 +100,5 @@ async function openForm(page, frame) {
   frame.body.addEventListener('input', enableFields);
   showStored();
   frame.body.replaceChildren(...cards(fields), bar.node);
-  page.after?.(frame, { fields, data });
+  page.after?.(frame, { fields, bar });
 }

@@ -1,4 +1,4 @@
-// The page's texts: a JSON file for each language with flat keys, {name} where a value goes. An element keeps the key
+// The page's texts: a JSON file for each language with 'section.name' keys, {name} where a value goes. An element keeps the key
 // of its text, so that another language changes the words on the page and nothing that was typed.
 export const LANGUAGES = { en: 'English', de: 'Deutsch', ja: '日本語' };
 const STORED = 'mediaserv.language';
@@ -26,8 +26,14 @@ function formatted(value) {
   return new Intl.ListFormat(language).format(value.map((one) => text(...one)));
 }
 
+export const hasText = (key) => {
+  const [section, name] = key.split('.');
+  return Object.hasOwn(texts[section] ?? {}, name);
+};
+
 export function text(key, values = {}) {
-  return (texts[key] ?? key).replace(/\{(\w+)\}/g, (_, name) => formatted(values[name] ?? ''));
+  const [section, name] = key.split('.');
+  return (texts[section]?.[name] ?? key).replace(/\{(\w+)\}/g, (_, value) => formatted(values[value] ?? ''));
 }
 
 function apply(element) {

@@ -52,9 +52,9 @@ export function switchInput(attributes = {}) {
   return h('input', { type: 'checkbox', role: 'switch', class: 'switch', ...attributes });
 }
 
-export function searchField(label, onInput) {
+export function searchField(onInput) {
   return h('div', { class: 'search' }, icon('search'),
-    h('input', { type: 'search', label, placeholder: label, autocomplete: 'off', spellcheck: 'false',
+    h('input', { type: 'search', label: 'common.search', placeholder: 'common.search', autocomplete: 'off', spellcheck: 'false',
       on: { input: (event) => onInput(event.target.value) } }));
 }
 
@@ -81,3 +81,6 @@ export function ask({ title, body, yes, no = 'common.cancel' }) {
     });
   });
 }
+
+export const askToDiscard = () =>
+  ask({ title: 'common.leave', body: 'common.leave_body', yes: 'common.discard', no: 'common.keep' });

@@ -1,0 +1,76 @@
+// The daemon's clients: their profiles and who may use the server.
+import { call } from './backend.js';
+import { createClientTable } from './client_table.js';
+import { createSaveBar } from './frame.js';
+import { ask, button, card, h, searchField } from './widgets.js';
+
+// Kept between visits: the daemon takes a second to tell its clients, and the list has a button to tell them again.
+let known;
+
+const listOf = (value) => (Array.isArray(value) ? value.filter((entry) => entry && typeof entry === 'object') : []);
+
+async function loadAll() {
+  const [list, profiles] = await Promise.all([call('loadClientList'), call('loadProfileList')]);
+  if (!list.ok) return list;
+  const names = profiles.ok ? listOf(profiles.answer.ProfileList).map(({ profileName }) => profileName) : [];
+  return { ok: true, answer: { clients: listOf(list.answer.ClientList), profiles: names } };
+}
+
+async function open(frame) {
+  known ??= await frame.load(loadAll);
+  const table = createClientTable(known.profiles, () => frame.body.dispatchEvent(new Event('input')));
+
+  async function refresh() {
+    await bar.during('clients.refreshing', async () => {
+      const result = await call('loadClientList');
+      if (!result.ok) return void frame.fail('common.failed', result.failure, { plain: ['clients.no_list', 'clients.no_list_do'] });
+      known.clients = listOf(result.answer.ClientList);
+      table.show(known.clients);
+      return undefined;
+    });
+  }
+
+  async function forget() {
+    if (!(await ask({ title: 'clients.forget', yes: 'common.delete',
+      body: ['clients.forget_body', { count: known.clients.length }] }))) return;
+    await bar.during('clients.forgetting', async () => {
+      const result = await call('clearClientList');
+      if (!result.ok) return void frame.fail('common.failed', result.failure, { plain: ['clients.forget_failed', 'errors.restart_do'] });
+      known.clients = listOf(result.answer.ClientList);
+      table.discard();
+      table.show(known.clients);
+      return 'clients.forgotten';
+    });
+  }
+
+  const bar = createSaveBar(frame, {
+    changed: () => table.changes().length > 0,
+    wrong: () => undefined,
+    progress: () => ['clients.saving', { count: table.changes().length }],
+    async save() {
+      const changes = table.changes();
+      const result = await call('saveClientList', { modifiedInfo: JSON.stringify(changes) });
+      if (!result.ok) return frame.fail('common.save_failed', result.failure, { plain: ['clients.save_failed', 'clients.no_list_do'] });
+      table.stored(changes);
+      return 'clients.saved';
+    },
+    discard() {
+      table.discard();
+      bar.say(undefined);
+    },
+  });
+
+  frame.body.replaceChildren(
+    card(undefined,
+      h('div', { class: 'toolbar' }, searchField(table.search), table.count,
+        button('clients.refresh', refresh, { kind: 'small', image: 'refresh' })),
+      table.node, table.pager),
+    card(undefined, h('div', { class: 'field' },
+      h('div', { class: 'field-text' }, h('h3', { text: 'clients.forget' }),
+        h('p', { class: 'help', text: 'clients.forget_help' })),
+      button('common.delete', forget, { kind: 'danger', image: 'delete' }))),
+    bar.node);
+  table.show(known.clients);
+}
+
+export const clients = { name: 'clients', open };

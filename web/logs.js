@@ -1,0 +1,53 @@
+// The daemon's log: whether it is written, its download and its deletion.
+import { call, download } from './backend.js';
+import { toggle } from './fields.js';
+import { settingsSection } from './settings_form.js';
+import { ask, button, card, h } from './widgets.js';
+
+const DOWNLOAD_PAUSE = 3000; // milliseconds; the browser doesn't say when a download begins
+const QUESTION = { title: 'logs.delete', body: 'logs.delete_body', yes: 'common.delete' };
+
+function addTasks(frame, { bar }) {
+  let downloading = false;
+
+  function startDownload() {
+    if (downloading) return;
+    downloading = true;
+    setTimeout(() => (downloading = false), DOWNLOAD_PAUSE);
+    frame.clear();
+    bar.say('logs.download_started');
+    download('downloadlog', (failure) => {
+      bar.say(undefined);
+      frame.fail('common.failed', failure);
+    });
+  }
+
+  async function deleteLogs() {
+    if (!(await ask(QUESTION))) return;
+    await bar.during('logs.deleting', async () => {
+      const result = await call('clearlog');
+      if (result.ok) return 'logs.deleted';
+      frame.fail('common.failed', result.failure);
+      return undefined;
+    });
+  }
+
+  const task = (label, help, action) => h('div', { class: 'field' },
+    h('div', { class: 'field-text' }, h('h3', { text: label }), help && h('p', { class: 'help', text: help })), action);
+  bar.node.before(card(undefined,
+    task('logs.download', 'logs.download_help', button('logs.download', startDownload, { image: 'download' })),
+    task('logs.delete', undefined,
+      button('common.delete', deleteLogs, { kind: 'danger', image: 'delete' }))));
+}
+
+export const logs = settingsSection({
+  name: 'logs',
+  load: 'loadlogconf',
+  save: 'applylogconf',
+  restartLine: 0,
+  rows: [
+    { field: 'dmslog', kind: toggle, needs: 'restart',
+      lines: [1095, 1101] },
+  ],
+  after: addTasks,
+});
