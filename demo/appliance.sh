@@ -20,7 +20,7 @@ lay_out() {
   interface=$(awk '$2 == "00000000" { print $1; exit }' /proc/net/route)
   rm -rf "$root" "$new"
   cp -R "$demo/root" "$new"
-  mkdir -p "$new/var/run" "$new/volume1" "$new/$package/sbin" "$build/demo"
+  mkdir -p "$new/var/run" "$new/volume1" "$new/$package/sbin"
   ln -s "$build/demo/dms" "$new/$package/sbin/dms"
   find "$new" \( -name '*.sh' -o -name '*.conf' \) -exec \
     sed -i "s|@ROOT@|$root|g; s|@INTERFACE@|${interface:-eth0}|g" {} +
@@ -100,11 +100,13 @@ trap 'exit 0' INT TERM HUP
 stop_services
 [[ -d $root/$package/sbin && -z $fresh ]] || lay_out
 mkdir -p "$root/var/log/lighttpd" # the web server logs there
+rm -rf "$build/demo/www"
+cp -Rs "$(dirname "$demo")/web" "$build/demo/www" # what is changed there is served
 login=$(<"$build/demo/login")
 socket=$("$demo/postgres.sh" start "$root/$library" 8>&-)
 fill_library "$socket"
 "$root/$package/scripts/S86vexadms.sh" start 8>&-
-BUILD=$build PORT=$port PGHOST=$socket WEB=$(dirname "$demo")/web setsid setpriv --pdeathsig INT \
+BUILD=$build PORT=$port PGHOST=$socket setsid setpriv --pdeathsig INT \
   /usr/sbin/lighttpd -D -f "$demo/lighttpd.conf" 8>&- &
 web_server=$!
 for ((tries = 0; tries < 100; tries++)); do

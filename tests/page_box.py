@@ -1,4 +1,5 @@
 """The appliance in a box with a browser in front of it: what the tests of the administration page stand on."""
+import base64
 import os
 import shutil
 import signal
@@ -7,17 +8,21 @@ import subprocess
 import sys
 import tempfile
 import time
+import urllib.error
+import urllib.request
 from pathlib import Path
 
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
-from selenium.webdriver.support.ui import WebDriverWait
+from selenium.webdriver.support.ui import Select, WebDriverWait
 
 SOURCE = Path(__file__).resolve().parent.parent
 BUILD = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else SOURCE / "build/release-rooted"
 ROOT = BUILD / "root"
-PACKAGE = ROOT / "var/packages/Dalmira"
+ETC = ROOT / "var/packages/Dalmira/etc"
+TARGET = ROOT / "var/packages/Dalmira/target"
+SETTINGS = ETC / "dmsinfo.conf"
 QUIET = ("--headless", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
          "--disable-component-update", "--disable-sync", "--window-size=1280,900", "--accept-lang=en")
 
@@ -28,35 +33,52 @@ class Box:
     def __init__(self):
         with socket.socket() as free:
             free.bind(("127.0.0.1", 0))
-            self.port = free.getsockname()[1]
-        self.output = BUILD / "page_box.output"
-        with self.output.open("w") as output:
+            port = free.getsockname()[1]
+        output = BUILD / "page_box.output"
+        with output.open("w") as out, (BUILD / "page_box.errors").open("w") as errors:
             self.process = subprocess.Popen(
-                [SOURCE / "demo/appliance.sh", "--fresh", "--build", BUILD, "--port", str(self.port)],
-                stdout=output, stderr=output)
-        while "ready: " not in self.output.read_text():
+                [SOURCE / "demo/appliance.sh", "--fresh", "--build", BUILD, "--port", str(port)],
+                stdout=out, stderr=errors)
+        while "ready: " not in output.read_text():
             if self.process.poll() is not None:
-                raise RuntimeError(self.output.read_text())
+                raise RuntimeError((BUILD / "page_box.errors").read_text())
             time.sleep(0.05)
-        self.login = (BUILD / "demo/login").read_text().strip()
-        self.page = f"http://127.0.0.1:{self.port}/"
+        self.page = output.read_text().splitlines()[0].removeprefix("page: ")
+        self.login_file = BUILD / "demo/login"
+        self.login = self.login_file.read_text().strip()
 
     def end(self):
         self.process.send_signal(signal.SIGTERM)
         self.process.wait()
 
+    def request(self, method, path, login=True, headers=()):
+        """The status and the headers of an answer."""
+        request = urllib.request.Request(self.page + path, method=method, headers=dict(headers))
+        if login:
+            request.add_header("Authorization", "Basic " + base64.b64encode(self.login.encode()).decode())
+        try:
+            with urllib.request.build_opener(urllib.request.ProxyHandler({})).open(request) as answer:
+                return answer.status, answer.headers
+        except urllib.error.HTTPError as answer:
+            return answer.code, answer.headers
+
 
 class Browser:
-    """Chromium with an empty profile, and the few things that the tests do with it."""
+    """Chromium with an empty profile, and the things that the tests do with it."""
 
-    def __init__(self):
+    def __init__(self, box):
+        self.box = box
         self.profile = tempfile.mkdtemp(prefix="page-test.")
+        self.downloads = Path(self.profile, "downloads")
+        self.loads = 0
         options = webdriver.ChromeOptions()
         options.binary_location = shutil.which("chromium")
         for argument in (*QUIET, f"--user-data-dir={self.profile}", *(["--no-sandbox"] if os.geteuid() == 0 else [])):
             options.add_argument(argument)
+        options.add_experimental_option("prefs", {"download.default_directory": str(self.downloads)})
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         self.driver = webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
+        self.driver.get(box.page.replace("://", f"://{box.login}@"))
 
     def end(self):
         self.driver.quit()
@@ -65,11 +87,91 @@ class Browser:
     def run(self, script, *arguments):
         return self.driver.execute_script(script, *arguments)
 
+    def devtools(self, command, **parameters):
+        return self.driver.execute_cdp_cmd(command, parameters)
+
+    def console(self):
+        return [entry["message"] for entry in self.driver.get_log("browser")]
+
+    def open(self, section):
+        """Loads the page anew at a section."""
+        self.loads += 1
+        self.driver.get(f"{self.box.page}?{self.loads}#{section}")
+        self.wait_shown(section)
+
+    def wait_shown(self, section):
+        self.wait(lambda: self.run("return performance.getEntriesByName(`section ${arguments[0]}`).length", section), section)
+
     def find(self, selector):
         return self.driver.find_element(By.CSS_SELECTOR, selector)
 
-    def wait(self, condition, what, seconds=10):
+    def all(self, selector):
+        return self.driver.find_elements(By.CSS_SELECTOR, selector)
+
+    def text(self, selector):
+        """All that stands in the elements, without the marks around values."""
+        texts = self.run("return [...document.querySelectorAll(arguments[0])].map((e) => e.textContent)", selector)
+        return " ".join(texts).replace("\u2068", "").replace("\u2069", "")
+
+    def wait(self, condition, what, seconds=20):
         return WebDriverWait(self.driver, seconds, 0.02).until(lambda _: condition(), what)
 
-    def wait_for(self, selector):
-        return self.wait(lambda: self.driver.find_elements(By.CSS_SELECTOR, selector), selector)[0]
+    def wait_text(self, selector, part):
+        self.wait(lambda: part in self.text(selector), f"'{part}' in {selector}: '{self.text(selector)}'")
+
+    def click(self, element):
+        self.run("arguments[0].scrollIntoView({block: 'center'})", element)
+        element.click()
+
+    def button(self, name, inside=""):
+        buttons = [one for one in self.all(f"{inside} button") if one.accessible_name == name and one.is_displayed()]
+        self.click(buttons[0])
+
+    def type(self, selector, text):
+        field = self.find(selector)
+        field.clear()
+        field.send_keys(text)
+
+    def set(self, field, value):
+        """Sets a setting as its kind of control wants it: True and False, a choice, a text, or entries of a list."""
+        inside = f"[data-field={field}] "
+        if isinstance(value, bool):
+            switch = self.find(inside + "input")
+            if switch.is_selected() != value:
+                self.click(switch)
+        elif isinstance(value, list):
+            while removes := self.all(inside + "li button"):
+                self.click(removes[0])
+            for entry in value:
+                self.button("Add", inside)
+                for part, text in enumerate(entry.split("="), 1):
+                    self.type(f"{inside} li:last-child input:nth-of-type({part})", text)
+        elif selects := self.all(inside + "select"):
+            choice = Select(selects[0])
+            if any(option.get_attribute("value") == value for option in choice.options):
+                choice.select_by_value(value)
+            else:
+                choice.select_by_visible_text("Other …")
+                self.type(inside + "input", value)
+        else:
+            self.type(inside + "input", value)
+
+    def get(self, field):
+        """What a setting shows, in the form that `set` takes."""
+        return self.run("""
+            const field = document.querySelector(`[data-field=${arguments[0]}]`);
+            const entries = [...field.querySelectorAll('.list li')];
+            if (entries.length) return entries.map((one) => [...one.querySelectorAll('input')].map((i) => i.value).join('='));
+            const control = field.querySelector('select, input');
+            return control.type === 'checkbox' ? control.checked : control.value;""", field)
+
+    def save(self, done="Saved."):
+        self.find(".save-bar .primary").click()
+        self.wait_text(".save-message", done)
+
+    def can_save(self):
+        return self.find(".save-bar .primary").get_attribute("aria-disabled") == "false"
+
+    def requests(self):
+        """How often the page has called the program."""
+        return self.run("return performance.getEntriesByType('resource').filter((e) => e.name.endsWith('/mediaserv')).length")

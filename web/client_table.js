@@ -67,7 +67,7 @@ export function createClientTable(profiles, onChange) {
     const row = h('tr', { class: edits.has(client.key) ? 'edited' : undefined });
     const texts = ['name', 'ip', 'macAddr'].map((member) =>
       h(member === 'name' ? 'th' : 'td', { scope: member === 'name' && 'row', class: `client-${member}` },
-        foreign(shownText(client.entry[member]))));
+        shownText(client.entry[member]) === '' ? h('span', { text: 'common.empty_value' }) : foreign(client.entry[member])));
     row.append(...texts, h('td', {}, profileChoice(client, row)), h('td', {}, accessSwitch(client, row)));
     return row;
   }

@@ -2,7 +2,7 @@
 import { call } from './backend.js';
 import { createSaveBar } from './frame.js';
 import { button, card, foreign, h, searchField } from './widgets.js';
-import { setText } from './texts.js';
+import { currentLanguage, setText } from './texts.js';
 
 const SPECIAL = { '-1': 'collections.favourites', '-2': 'collections.watch_list' };
 
@@ -11,7 +11,14 @@ function createEntry({ id, title, exposed }) {
   const name = id in SPECIAL ? h('span', { text: SPECIAL[id] }) : foreign(title, 'span');
   box.checked = exposed === true;
   const node = h('li', {}, h('label', { class: 'collection' }, box, name));
-  return { id, node, box, searched: () => name.textContent.toLocaleLowerCase() };
+  return { id, node, box, name };
+}
+
+// The special ones first, the others as the page's language orders them.
+function sorted(entries) {
+  const { compare } = new Intl.Collator(currentLanguage(), { numeric: true });
+  return entries.toSorted((one, other) =>
+    (other.id in SPECIAL) - (one.id in SPECIAL) || compare(one.name.textContent, other.name.textContent));
 }
 
 async function open(frame) {
@@ -28,7 +35,7 @@ async function open(frame) {
   const shown = () => entries.filter(({ node }) => !node.hidden);
 
   function search(words) {
-    for (const entry of entries) entry.node.hidden = !entry.searched().includes(words.trim().toLocaleLowerCase());
+    for (const entry of entries) entry.node.hidden = !entry.name.textContent.toLocaleLowerCase().includes(words.trim().toLocaleLowerCase());
     none.hidden = shown().length > 0;
     tellCount();
   }
@@ -67,9 +74,9 @@ async function open(frame) {
   }
   frame.body.replaceChildren(card(undefined,
     h('div', { class: 'toolbar' }, searchField(search), count,
-      button('collections.all', () => check(true), { kind: 'small' }),
-      button('collections.none', () => check(false), { kind: 'small' })),
-    h('ul', { class: 'collections' }, ...entries.map(({ node }) => node)), none), bar.node);
+      h('span', { class: 'buttons' }, button('collections.all', () => check(true), { kind: 'small' }),
+        button('collections.none', () => check(false), { kind: 'small' }))),
+    h('ul', { class: 'collections' }, ...sorted(entries).map(({ node }) => node)), none), bar.node);
 }
 
 export const collections = { name: 'collections', open };

@@ -5,8 +5,10 @@
 import { hasText, setText } from './texts.js';
 import { button, byteLength, h, iconButton, newId, switchInput } from './widgets.js';
 
+const TOO_LONG = 'common.too_long';
+
 const tooLong = (value, limit) =>
-  byteLength(value) > limit ? ['common.too_long', { used: byteLength(value), limit }] : undefined;
+  byteLength(value) > limit ? [TOO_LONG, { used: byteLength(value), limit }] : undefined;
 
 export function toggle(row, data, id) {
   const input = switchInput({ id });
@@ -184,7 +186,10 @@ export function createField(row, data, section) {
       else reason.textContent = why ?? '';
     },
   };
-  node.addEventListener('change', field.check);
-  node.addEventListener('input', () => error.hidden || field.check());
+  // Not when the field is left: what is below would move away from under the pointer that is about to click it.
+  node.addEventListener('input', () => {
+    const wrong = control.wrong();
+    if (!error.hidden || wrong?.[0] === TOO_LONG) show(wrong);
+  });
   return field;
 }

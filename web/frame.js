@@ -66,10 +66,12 @@ export function createSaveBar(frame, { changed, wrong, progress, save, discard }
   const spinner = h('span', { class: 'spinner', hidden: true });
   const discardButton = button('common.discard', () => running || discard(), { kind: 'quiet' });
   const saveButton = button('common.save', run, { kind: 'primary' });
+  const node = h('div', { class: 'save-bar' }, spinner, message, discardButton, saveButton);
   let running = false;
 
   function update() {
     const idle = running || !changed();
+    node.classList.toggle('idle', idle && !running && message.textContent === '');
     saveButton.setAttribute('aria-disabled', String(idle));
     discardButton.hidden = idle;
     spinner.hidden = !running;
@@ -106,5 +108,5 @@ export function createSaveBar(frame, { changed, wrong, progress, save, discard }
   // Only what is typed ends the message; what the section itself changes doesn't.
   frame.body.addEventListener('input', () => (running ? update() : say(changed() ? 'common.unsaved' : undefined)));
   update();
-  return { node: h('div', { class: 'save-bar' }, spinner, message, discardButton, saveButton), update, say, during };
+  return { node, update, say, during };
 }

@@ -35,7 +35,7 @@ function addTasks(frame, { bar }) {
   const task = (label, help, action) => h('div', { class: 'field' },
     h('div', { class: 'field-text' }, h('h3', { text: label }), help && h('p', { class: 'help', text: help })), action);
   bar.node.before(card(undefined,
-    task('logs.download', 'logs.download_help', button('logs.download', startDownload, { image: 'download' })),
+    task('logs.download', 'logs.download_help', button('common.download', startDownload, { image: 'download' })),
     task('logs.delete', undefined,
       button('common.delete', deleteLogs, { kind: 'danger', image: 'delete' }))));
 }
