@@ -13,6 +13,7 @@ import urllib.request
 from pathlib import Path
 
 from selenium import webdriver
+from selenium.common.exceptions import TimeoutException
 from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.support.ui import Select, WebDriverWait
@@ -44,8 +45,8 @@ class Box:
                 raise RuntimeError((BUILD / "page_box.errors").read_text())
             time.sleep(0.05)
         self.page = output.read_text().splitlines()[0].removeprefix("page: ")
-        self.login_file = BUILD / "demo/login"
-        self.login = self.login_file.read_text().strip()
+        self.login = (BUILD / "demo/login").read_text().strip()
+        self.authorization = "Basic " + base64.b64encode(self.login.encode()).decode()
 
     def end(self):
         self.process.send_signal(signal.SIGTERM)
@@ -55,7 +56,7 @@ class Box:
         """The status and the headers of an answer."""
         request = urllib.request.Request(self.page + path, method=method, headers=dict(headers))
         if login:
-            request.add_header("Authorization", "Basic " + base64.b64encode(self.login.encode()).decode())
+            request.add_header("Authorization", self.authorization)
         try:
             with urllib.request.build_opener(urllib.request.ProxyHandler({})).open(request) as answer:
                 return answer.status, answer.headers
@@ -79,6 +80,9 @@ class Browser:
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         self.driver = webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
         self.driver.get(box.page.replace("://", f"://{box.login}@"))
+        # Once a 401 has come, the browser forgets the login and asks for it where no test can answer.
+        self.devtools("Network.enable")
+        self.devtools("Network.setExtraHTTPHeaders", headers={"Authorization": box.authorization})
 
     def end(self):
         self.driver.quit()
@@ -117,7 +121,10 @@ class Browser:
         return WebDriverWait(self.driver, seconds, 0.02).until(lambda _: condition(), what)
 
     def wait_text(self, selector, part):
-        self.wait(lambda: part in self.text(selector), f"'{part}' in {selector}: '{self.text(selector)}'")
+        try:
+            self.wait(lambda: part in self.text(selector), part)
+        except TimeoutException:
+            raise AssertionError(f"no '{part}' in {selector}: '{self.text(selector)}'") from None
 
     def click(self, element):
         self.run("arguments[0].scrollIntoView({block: 'center'})", element)

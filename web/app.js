@@ -18,7 +18,7 @@ const navigation = document.querySelector('nav');
 const menuButton = document.getElementById('menu-button');
 let frame;
 let shownSection;
-let position = 0; // of the shown section in the browser's history, so that a way back can be taken back
+let position = history.state?.position ?? 0; // in the browser's history, so that a way can be taken back
 
 const sectionOfAddress = () => SECTIONS.find(({ name }) => `#${name}` === location.hash) ?? SECTIONS[0];
 
