@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """The administration page in a real browser, in front of the whole appliance: page_test.py BUILD-FOLDER"""
 import json
+import os
 import re
 import subprocess
 import tarfile
@@ -8,6 +9,7 @@ import unittest
 import xml.parsers.expat
 from contextlib import contextmanager
 
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import Select
@@ -61,6 +63,12 @@ HOSTILE = ['<img src=x onerror="document.title=1"><b>bold</b>', "'\"&amp;{name}%
            "long " * 100]
 
 
+def luminance(colour):
+    parts = [value / 255 for value in colour]
+    linear = [part / 12.92 if part <= 0.04045 else ((part + 0.055) / 1.055) ** 2.4 for part in parts]
+    return 0.2126 * linear[0] + 0.7152 * linear[1] + 0.0722 * linear[2]
+
+
 @contextmanager
 def moved_away(path, stand_in=None):
     """Something in a file's place for a while, as `stand_in(path)` makes it."""
@@ -94,6 +102,16 @@ class PageTest(unittest.TestCase):
         cls.addClassCleanup(cls.box.end)
         cls.browser = Browser(cls.box)
         cls.addClassCleanup(cls.browser.end)
+        cls.fresh = {path: path.read_bytes() for path in ETC.iterdir()}
+
+    def setUp(self):
+        for path in ETC.iterdir():
+            if path not in self.fresh:
+                path.unlink()
+        for path, content in self.fresh.items():
+            path.write_bytes(content)
+        self.signal_daemon("USR2")
+        self.signal_daemon("HUP")
 
     def tearDown(self):
         self.assertEqual(self.browser.console(), [], "the browser's console, reports of the CSP among them")
@@ -329,6 +347,209 @@ class PageTest(unittest.TestCase):
         b.wait(lambda: b.all("dialog"), "a question")
         b.button("Discard changes", "dialog")
         b.wait(lambda: address() == "general" and b.all("[data-field=language]"), "left")
+
+    def test_hostile_texts_are_texts(self):
+        b = self.browser
+        clients = [{"name": name, "macAddr": name, "ip": name, "profileName": name, "isAccess": True} for name in HOSTILE]
+        (ETC / "client_list.json").write_text(json.dumps({"ClientList": clients}))
+        self.signal_daemon("USR2")
+        rows = ", ".join(f"$q${title}$q$" for title in HOSTILE)
+        subprocess.run(
+            ["psql", "-Xqh", (ROOT / "var/services/pgsql/home").resolve(), "-U", "postgres", "-d", "video_metadata", "-c",
+             f"INSERT INTO collection (uid, title) SELECT {os.getuid()}, unnest(ARRAY[{rows}])"], check=True)
+        texts = TARGET / "app/texts/enu/strings.json"
+        texts.write_text(json.dumps({"customize": dict(zip("abcde", HOSTILE))}))
+        SETTINGS.write_text("".join(f'{key}_mediaservice="{text[:7]}"\n' for key, text in
+                                    zip(("musicinfo", "photo_sort_by", "menustyle", "network"), HOSTILE)))
+        self.signal_daemon("HUP")
+        b.wait(lambda: not (ROOT / "var/run/dms.ip").exists(), "no address")
+        for section, where in (("clients", ".client-name"), ("collections", ".collection"), ("general", ".preview li")):
+            b.open(section)
+            if section == "general":
+                Select(b.find("[data-field=language] select")).select_by_value("enu")
+                b.click(b.find(".preview summary"))
+                b.wait(lambda: b.all(where), "the texts")
+                self.assertEqual(b.get("templatetype"), HOSTILE[2][:7])
+                self.assertIn(f"{HOSTILE[3][:7]} (not present)", b.text("[data-field=dmsInterface] option"))
+            shown = b.run("return [...document.querySelectorAll(arguments[0])].map((e) => e.textContent)", where)
+            self.assertLessEqual(set(HOSTILE), set(shown), section)
+            self.assertEqual(b.all("main b, main img, main script"), [])
+            self.assertNotEqual(b.driver.title, "1")
+        b.open("browsing")
+        self.assertEqual((b.get("musicdisplayinfo"), b.get("photo_sort_by")), (HOSTILE[0][:7], HOSTILE[1][:7]))
+
+    def signal_daemon(self, name):
+        subprocess.run(["kill", f"-{name}", (ROOT / "var/run/dms.pid").read_text().strip()], check=True)
+
+    def test_ten_thousand_clients(self):
+        b = self.browser
+        clients = [{"name": f"Client {n}", "macAddr": f"02:00:00:00:{n // 256:02X}:{n % 256:02X}", "ip": f"10.0.{n // 256}.{n % 256}",
+                    "profileName": "Generic", "isAccess": True} for n in range(10000)]
+        (ETC / "client_list.json").write_text(json.dumps({"ClientList": clients}))
+        self.signal_daemon("USR2")
+        b.open("clients")
+        self.assertIn("10,000 of 10,000", b.text(".count"))
+        self.assertEqual(len(b.all("tbody tr")), 50)
+        for _ in range(3):
+            b.button("Next page")
+        self.assertIn("Client 150", b.text("tbody tr:first-child"))
+        times = b.run("""
+            const search = document.querySelector('input[type=search]');
+            return ['c', 'cl', 'client 9', 'client 99', 'client 999', ''].map((words) => {
+                const start = performance.now();
+                search.value = words;
+                search.dispatchEvent(new Event('input', { bubbles: true }));
+                document.body.getBoundingClientRect();
+                return performance.now() - start;
+            });""")
+        self.assertLess(sorted(times)[len(times) // 2], 50, times)
+
+    def test_every_section_in_every_language_and_width(self):
+        b = self.browser
+        for language in LANGUAGES:
+            for section in SECTIONS:
+                with self.subTest(language=language, section=section):
+                    b.run("localStorage.setItem('mediaserv.language', arguments[0])", language)
+                    b.devtools("Emulation.setDeviceMetricsOverride", width=360, height=740, deviceScaleFactor=1, mobile=False)
+                    b.open(section)
+                    self.assertEqual(b.run("const { scrollWidth, clientWidth } = document.documentElement; return scrollWidth - clientWidth"), 0)
+                    self.assertEqual(b.run("return document.documentElement.lang"), language)
+                    if language == "en":
+                        self.check_controls()
+        b.devtools("Emulation.clearDeviceMetricsOverride")
+        b.run("localStorage.clear()")
+
+    def check_controls(self):
+        """Each control has a name, and the tab key alone reaches it with a visible focus."""
+        b = self.browser
+        tree = b.devtools("Accessibility.getFullAXTree")["nodes"]
+        roles = {"button", "checkbox", "switch", "combobox", "textbox", "searchbox", "link", "spinbutton"}
+        controls = [node for node in tree if not node["ignored"] and node["role"]["value"] in roles]
+        self.assertEqual([node for node in controls if not node.get("name", {}).get("value")], [])
+        b.run("document.activeElement.blur(); document.body.tabIndex = -1; document.body.focus();")
+        reached = set()
+        for _ in range(150):
+            ActionChains(b.driver).send_keys(Keys.ESCAPE, Keys.TAB).perform()
+            state = b.run("""
+                const one = document.activeElement, box = one.getBoundingClientRect();
+                const hit = document.elementFromPoint(box.x + box.width / 2, box.y + box.height / 2);
+                one.reached = true;
+                return [one === document.body, getComputedStyle(one).outlineStyle !== 'none' && (one.matches('.table-area') ||
+                    hit === one || one.contains(hit) || one.matches('textarea')), one.outerHTML.slice(0, 120)];""")
+            if state[0]:
+                break
+            self.assertTrue(state[1], f"hidden or without a visible focus: {state[2]}")
+            reached.add(state[2])
+        left = b.run("""
+            return [...document.querySelectorAll('a, button, input, select, textarea, summary')]
+                .filter((one) => !one.reached && !one.disabled && one.checkVisibility()).map((one) => one.outerHTML.slice(0, 120));""")
+        self.assertEqual(left, [])
+
+    def test_another_language_keeps_what_was_typed(self):
+        b = self.browser
+        b.open("general")
+        b.set("ssdp_advr", "1234")
+        for language, title in (("de", "Allgemein"), ("ja", "全般"), ("en", "General")):
+            Select(b.find("#language")).select_by_value(language)
+            b.wait_text("h1", title)
+            self.assertIn(title, b.driver.title)
+            self.assertEqual(b.get("ssdp_advr"), "1234")
+        b.run("localStorage.clear()")
+
+    def test_what_the_appliance_can_do(self):
+        b, file = self.browser, BUILD / "demo/www/appliance.json"
+        unsupported = {"enableradio": {"en": "No <i>radio</i> here.", "de": "Kein Radio."}, "photo_sort_by": "Sorted by name."}
+        for content, name, languages in ((json.dumps({"name": "Böx", "languages": [{"code": "fre", "name": "Français"}, 7],
+                                                      "unsupported": unsupported}), "Böx", {"fre", "enu"}),
+                                         ('{"languages": 1, "menu_styles": {}}', "", {"enu"}), ("[", "", {"enu"})):
+            with moved_away(file, lambda path: path.write_text(content)):
+                SETTINGS.write_text('language_mediaservice="enu"\n')
+                b.open("general")
+                self.assertEqual(b.text("#appliance"), name)
+                options = Select(b.find("[data-field=language] select")).options
+                self.assertEqual({one.get_attribute("value") for one in options} - {"Other …"}, languages)
+                b.open("browsing")
+                for field, reason in unsupported.items():
+                    self.assertEqual(b.find(f"[data-field={field}] :is(input, select)").is_enabled(), not name)
+                    self.assertEqual((reason["en"] if isinstance(reason, dict) else reason) in b.text(f"[data-field={field}]"),
+                                     bool(name))
+        with moved_away(ROOT / "var/packages/Kinovo/enabled"):
+            b.open("browsing")
+            self.assertFalse(b.find("[data-field=integrateKinovo] input").is_enabled())
+            self.assertIn("not enabled", b.text("[data-field=integrateKinovo] .reason"))
+        b.open("media")
+        self.assertEqual(b.all("[data-field=videotranscoding], [data-field=videoextlist]"), [])
+        program = BUILD / "mediaserv"
+        able = script(f"{program}.aside | sed 's/\\(support_video_transcoding\":\\)false/\\1true/'")
+        with moved_away(program, able):
+            b.open("media")
+            b.set("videotranscoding", True)
+            b.set("videoextlist", ["rm", "vob"])
+            b.save()
+        self.assertIn('vte_fileext_mediaservice="rm;vob"', SETTINGS.read_text())
+
+    def test_texts(self):
+        tables = {language: json.loads((WEB / f"texts/{language}.json").read_text()) for language in LANGUAGES}
+        keys = {language: {f"{section}.{key}" for section, texts in table.items() for key in texts}
+                for language, table in tables.items()}
+        self.assertEqual(keys["de"], keys["en"])
+        self.assertEqual(keys["ja"], keys["en"])
+        used = set()
+        for source in (*WEB.glob("*.js"), WEB / "index.html"):
+            text = source.read_text()
+            used |= set(re.findall(rf"[\"'`]((?:{'|'.join(tables['en'])})\.\w+)[\"'`]", text))
+            if section := re.search(r"\bname: '(\w+)',\s+(?:load|open)", text):
+                names = ["title", "intro", *re.findall(r"\bfield: '(\w+)'", text)]
+                used |= {f"{section[1]}.{name}" for name in names}
+                used |= {f"{section[1]}.{name}_help" for name in names} & keys["en"]
+        self.assertEqual(used, keys["en"])
+        for key in keys["en"]:
+            section, name = key.split(".")
+            values = [set(re.findall(r"\{(\w+)\}", table[section][name])) for table in tables.values()]
+            self.assertEqual(values, [values[0]] * 3, key)
+
+    def test_contrast_and_motion(self):
+        b = self.browser
+        pairs = [("text", "ground", 4.5), ("text", "card", 4.5), ("muted", "ground", 4.5), ("muted", "card", 4.5),
+                 ("muted", "line", 4.5), ("accent", "card", 4.5), ("on-accent", "accent", 4.5), ("accent-strong", "accent-soft", 4.5),
+                 ("bad", "card", 4.5), ("text", "bad-soft", 4.5), ("edge", "card", 3), ("edge", "ground", 3)]
+        for scheme in ("light", "dark"):
+            b.devtools("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme},
+                                                               {"name": "prefers-reduced-motion", "value": "reduce"}])
+            b.open("logs")
+            self.assertEqual(b.run("return getComputedStyle(document.querySelector('.switch')).transitionDuration"), "0s")
+            colours = b.run("""
+                const style = getComputedStyle(document.documentElement), probe = document.createElement('canvas').getContext('2d', { willReadFrequently: true });
+                return Object.fromEntries(arguments[0].flat().filter((name) => typeof name === 'string').map((name) => {
+                    probe.fillStyle = style.getPropertyValue(`--${name}`);
+                    probe.fillRect(0, 0, 1, 1);
+                    return [name, [...probe.getImageData(0, 0, 1, 1).data].slice(0, 3)];
+                }));""", pairs)
+            for text, ground, least in pairs:
+                light, dark = sorted((luminance(colours[text]), luminance(colours[ground])), reverse=True)
+                self.assertGreaterEqual((light + 0.05) / (dark + 0.05), least, (scheme, text, ground))
+        b.devtools("Emulation.setEmulatedMedia", features=[])
+
+    def test_is_shown_at_once(self):
+        times = []
+        for _ in range(3):
+            self.browser.open("general")
+            times.append(self.browser.run("""
+                return performance.getEntriesByName('section general')[0].startTime
+                    - performance.getEntriesByType('navigation')[0].loadEventEnd"""))
+        self.assertLess(min(times), 300, times)
+
+    def test_what_the_web_server_gives(self):
+        for method, path, status in (("GET", "", 200), ("HEAD", "app.js", 200), ("GET", "texts/ja.json", 200), ("POST", "", 403),
+                                     ("PUT", "app.js", 403), ("GET", "cgi-bin/mediaserv", 403), ("GET", "demo", 404)):
+            with self.subTest(method=method, path=path):
+                self.assertEqual(self.box.request(method, path)[0], status)
+                self.assertIn(self.box.request(method, path, login=False)[0], (401, 403) if status == 403 else (401,))
+        headers = self.box.request("GET", "index.html")[1]
+        self.assertIn("default-src 'none'", headers["Content-Security-Policy"])
+        self.assertEqual((headers["X-Content-Type-Options"], headers["Referrer-Policy"]), ("nosniff", "no-referrer"))
+        self.assertEqual(self.box.request("GET", "index.html", headers={"If-None-Match": headers["ETag"]}.items())[0], 304)
+        self.assertLess(sum(file.stat().st_size for file in WEB.rglob("*") if file.is_file()), 100 * 1024)
 
 
 if __name__ == "__main__":
