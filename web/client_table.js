@@ -28,12 +28,12 @@ export function createClientTable(profiles, onChange) {
   const edits = new Map(); // by client: what of it is different
 
   const body = h('tbody');
-  const count = h('p', { class: 'count', role: 'status' });
-  const empty = h('p', { class: 'empty' });
-  const place = h('span', { class: 'place' });
+  const count = h('p.count', { role: 'status' });
+  const empty = h('p.empty');
+  const place = h('span.place');
   const previous = iconButton('previous', 'clients.previous', () => turn(-1));
   const next = iconButton('next', 'clients.next', () => turn(1));
-  const pager = h('div', { class: 'pager' }, previous, place, next);
+  const pager = h('div.pager', {}, previous, place, next);
 
   const valueOf = (client, member) => edits.get(client.key)?.[member] ?? client.entry[member];
 
@@ -67,7 +67,7 @@ export function createClientTable(profiles, onChange) {
     const row = h('tr', { class: edits.has(client.key) ? 'edited' : undefined });
     const texts = ['name', 'ip', 'macAddr'].map((member) =>
       h(member === 'name' ? 'th' : 'td', { scope: member === 'name' && 'row', class: `client-${member}` },
-        shownText(client.entry[member]) === '' ? h('span', { text: 'common.empty_value' }) : foreign(client.entry[member])));
+        shownText(client.entry[member]) === '' ? h('span', 'common.empty_value') : foreign(client.entry[member])));
     row.append(...texts, h('td', {}, profileChoice(client, row)), h('td', {}, accessSwitch(client, row)));
     return row;
   }
@@ -118,7 +118,7 @@ export function createClientTable(profiles, onChange) {
       order = { member, descending: order.member === member && !order.descending };
       sort();
     } } })));
-  const node = h('div', { class: 'table-area', tabindex: '0', role: 'region', label: 'clients.title' },
+  const node = h('div.table-area', { tabindex: '0', role: 'region', label: 'clients.title' },
     h('table', {}, h('thead', {}, h('tr', {}, ...heads)), body));
 
   // The program finds a client by its address; of two with the same one it changes the first, so only that has a key.

@@ -2,7 +2,7 @@
 import { call } from './backend.js';
 import { createClientTable } from './client_table.js';
 import { createSaveBar } from './frame.js';
-import { ask, button, card, h, searchField } from './widgets.js';
+import { ask, button, card, h, searchField, task } from './widgets.js';
 
 // Kept between visits: the daemon takes a second to tell its clients, and the list has a button to tell them again.
 let known;
@@ -20,27 +20,21 @@ async function open(frame) {
   known ??= await frame.load(loadAll);
   const table = createClientTable(known.profiles, () => frame.body.dispatchEvent(new Event('input')));
 
-  async function refresh() {
-    await bar.during('clients.refreshing', async () => {
-      const result = await call('loadClientList');
-      if (!result.ok) return void frame.fail('common.failed', result.failure, { plain: ['clients.no_list', 'clients.no_list_do'] });
-      known.clients = listOf(result.answer.ClientList);
-      table.show(known.clients);
-      return undefined;
-    });
-  }
+  const list = (action, progress, words, done) => bar.during(progress, async () => {
+    const result = await call(action);
+    if (!result.ok) return frame.fail('common.failed', result.failure, { plain: words });
+    known.clients = listOf(result.answer.ClientList);
+    if (done) table.discard();
+    table.show(known.clients);
+    return done;
+  });
+  const refresh = () => list('loadClientList', 'common.loading', ['clients.no_list', 'errors.report_do']);
 
   async function forget() {
-    if (!(await ask({ title: 'clients.forget', yes: 'common.delete',
-      body: ['clients.forget_body', { count: known.clients.length }] }))) return;
-    await bar.during('clients.forgetting', async () => {
-      const result = await call('clearClientList');
-      if (!result.ok) return void frame.fail('common.failed', result.failure, { plain: ['clients.forget_failed', 'errors.restart_do'] });
-      known.clients = listOf(result.answer.ClientList);
-      table.discard();
-      table.show(known.clients);
-      return 'clients.forgotten';
-    });
+    const body = ['clients.forget_body', { count: known.clients.length }];
+    if (await ask({ title: 'clients.forget', body, yes: 'common.delete' })) {
+      await list('clearClientList', 'clients.forgetting', ['clients.forget_failed', 'errors.restart_do'], 'clients.forgotten');
+    }
   }
 
   const bar = createSaveBar(frame, {
@@ -50,7 +44,7 @@ async function open(frame) {
     async save() {
       const changes = table.changes();
       const result = await call('saveClientList', { modifiedInfo: JSON.stringify(changes) });
-      if (!result.ok) return frame.fail('common.save_failed', result.failure, { plain: ['clients.save_failed', 'clients.no_list_do'] });
+      if (!result.ok) return frame.fail('common.save_failed', result.failure, { plain: ['clients.save_failed', 'errors.report_do'] });
       table.stored(changes);
       return 'clients.saved';
     },
@@ -62,13 +56,10 @@ async function open(frame) {
 
   frame.body.replaceChildren(
     card(undefined,
-      h('div', { class: 'toolbar' }, searchField(table.search), table.count,
+      h('div.toolbar', {}, searchField(table.search), table.count,
         button('clients.refresh', refresh, { kind: 'small', image: 'refresh' })),
       table.node, table.pager),
-    card(undefined, h('div', { class: 'field' },
-      h('div', { class: 'field-text' }, h('h3', { text: 'clients.forget' }),
-        h('p', { class: 'help', text: 'clients.forget_help' })),
-      button('common.delete', forget, { kind: 'danger', image: 'delete' }))),
+    card(undefined, task('clients.forget', button('common.delete', forget, { kind: 'danger', image: 'delete' }))),
     bar.node);
   table.show(known.clients);
 }

@@ -10,7 +10,7 @@ function createEntry({ id, title, exposed }) {
   const box = h('input', { type: 'checkbox', class: 'check' });
   const name = id in SPECIAL ? h('span', { text: SPECIAL[id] }) : foreign(title, 'span');
   box.checked = exposed === true;
-  const node = h('li', {}, h('label', { class: 'collection' }, box, name));
+  const node = h('li', {}, h('label.collection', {}, box, name));
   return { id, node, box, name };
 }
 
@@ -30,8 +30,8 @@ async function open(frame) {
     return entries.filter(({ box }) => box.checked).map(({ id }) => id);
   }
 
-  const count = h('p', { class: 'count', role: 'status' });
-  const none = h('p', { class: 'empty', text: 'common.no_match', hidden: true });
+  const count = h('p.count', { role: 'status' });
+  const none = h('p.empty', { text: 'common.no_match', hidden: true });
   const shown = () => entries.filter(({ node }) => !node.hidden);
 
   function search(words) {
@@ -69,14 +69,14 @@ async function open(frame) {
   frame.body.addEventListener('input', tellCount);
   tellCount();
   if (entries.length === 0) {
-    frame.body.replaceChildren(card(undefined, h('p', { class: 'empty', text: 'collections.empty' })));
+    frame.body.replaceChildren(card(undefined, h('p.empty', 'collections.empty')));
     return;
   }
   frame.body.replaceChildren(card(undefined,
-    h('div', { class: 'toolbar' }, searchField(search), count,
-      h('span', { class: 'buttons' }, button('collections.all', () => check(true), { kind: 'small' }),
+    h('div.toolbar', {}, searchField(search), count,
+      h('span.buttons', {}, button('collections.all', () => check(true), { kind: 'small' }),
         button('collections.none', () => check(false), { kind: 'small' }))),
-    h('ul', { class: 'collections' }, ...sorted(entries).map(({ node }) => node)), none), bar.node);
+    h('ul.collections', {}, ...sorted(entries).map(({ node }) => node)), none), bar.node);
 }
 
 export const collections = { name: 'collections', open };

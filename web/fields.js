@@ -3,7 +3,7 @@
 // A kind makes, of a row of a table and the loaded data, { node, get, set, wrong, focus }: `wrong` gives the text of
 // what is the matter with the value, or nothing.
 import { hasText, setText } from './texts.js';
-import { button, byteLength, h, iconButton, newId, switchInput } from './widgets.js';
+import { button, byteLength, createError, h, iconButton, newId, switchInput } from './widgets.js';
 
 const TOO_LONG = 'common.too_long';
 
@@ -25,7 +25,7 @@ export function toggle(row, data, id) {
 export function number(row, data, id) {
   const input = h('input', { id, inputmode: 'numeric', autocomplete: 'off', class: 'short' });
   return {
-    node: h('span', { class: 'with-unit' }, input, h('span', { class: 'unit', text: row.unit })),
+    node: h('span.with-unit', {}, input, h('span.unit', { text: row.unit })),
     get: () => input.value.trim(),
     set: (value) => (input.value = value),
     wrong() {
@@ -42,7 +42,7 @@ export function number(row, data, id) {
 export function choice(row, data, id) {
   const options = row.options(data);
   const select = h('select', { id }, ...options.map(({ value, name, text }) => h('option', { value, text }, name)));
-  const other = h('option', { text: 'common.other' });
+  const other = h('option', 'common.other');
   const typed = h('input', { label: row.other, autocomplete: 'off', spellcheck: 'false', hidden: true });
   const isTyped = () => select.selectedOptions[0] === other;
   if (row.other) {
@@ -53,7 +53,7 @@ export function choice(row, data, id) {
     });
   }
   return {
-    node: h('span', { class: 'choice' }, select, typed),
+    node: h('span.choice', {}, select, typed),
     get: () => (isTyped() ? typed.value : select.value),
     set(value) {
       if (![...select.options].some((option) => option !== other && option.value === value)) {
@@ -74,8 +74,8 @@ export function choice(row, data, id) {
 // A list of entries that stands in one text: `row.columns` { label, pattern, wrong }, joined by '=' where there are
 // two, `row.separator` between the entries, `row.standard` the list that the program takes when there is none.
 export function list(row, data, id) {
-  const entries = h('ul', { class: 'entries' });
-  const used = h('span', { class: 'used' });
+  const entries = h('ul.entries');
+  const used = h('span.used');
   const parse = (value) => (value === '' ? [] : value.split(row.separator)).map((entry) => {
     const cut = row.columns.length > 1 ? entry.indexOf('=') : -1;
     return cut < 0 ? [entry, ''] : [entry.slice(0, cut), entry.slice(cut + 1)];
@@ -120,8 +120,8 @@ export function list(row, data, id) {
   entries.addEventListener('input', tellUsed);
 
   return {
-    node: h('div', { class: 'list', role: 'group', 'aria-labelledby': `${id}-label` }, entries,
-      h('div', { class: 'list-foot' }, addButton, standardButton, used)),
+    node: h('div.list', { role: 'group', 'aria-labelledby': `${id}-label` }, entries,
+      h('div.list-foot', {}, addButton, standardButton, used)),
     get,
     set(value) {
       stored = value;
@@ -137,7 +137,7 @@ export function list(row, data, id) {
           return [row.columns[column].wrong];
         }
       }
-      return get() === '' ? ['common.empty_list'] : tooLong(get(), row.limit);
+      return get() === '' ? ['common.empty'] : tooLong(get(), row.limit);
     },
     focus: () => (wrongInput ?? entries.querySelector('input') ?? addButton).focus(),
   };
@@ -149,38 +149,30 @@ export function createField(row, data, section) {
   const help = hasText(`${text}_help`) ? `${text}_help` : undefined;
   const id = newId(row.field);
   const control = row.kind(row, data, id);
-  const error = h('p', { class: 'error', id: `${id}-error`, hidden: true });
-  const reason = h('p', { class: 'reason', id: `${id}-reason`, hidden: true });
+  const error = createError(`${id}-error`, () => node.querySelectorAll('input, select, button'));
+  const reason = h('p.reason', { id: `${id}-reason`, hidden: true });
   const label = h('label', { id: `${id}-label`, for: id, text });
   const node = h('div', { class: `field ${row.kind === list ? 'wide' : ''}`, 'data-field': row.field },
-    h('div', { class: 'field-text' }, label, help && h('p', { class: 'help', id: `${id}-help`, text: help }),
+    h('div.field-text', {}, label, help && h('p.help', { id: `${id}-help`, text: help }),
       reason),
-    h('div', { class: 'field-control' }, control.node), error);
-  const controls = () => node.querySelectorAll('input, select, button');
-
-  function show(wrong) {
-    error.hidden = !wrong;
-    setText(error, ...(wrong ?? []));
-    for (const one of controls()) {
-      one.toggleAttribute('aria-invalid', Boolean(wrong));
-      one.setAttribute('aria-describedby', `${id}-help ${id}-reason ${id}-error`);
-    }
-    return wrong;
-  }
+    h('div.field-control', {}, control.node), error.node);
   const field = {
     row,
     node,
     get: control.get,
     set(value) {
       control.set(value);
-      show();
+      error.show();
     },
     focus: control.focus,
-    check: () => show(control.wrong()),
+    check: () => error.show(control.wrong()),
     // A field that can't be used says why.
     enable(enabled, why) {
       node.classList.toggle('off', !enabled);
-      for (const one of controls()) one.disabled = !enabled;
+      for (const one of node.querySelectorAll('.field-control :is(input, select, button)')) {
+        one.disabled = !enabled;
+        one.setAttribute('aria-describedby', `${id}-help ${id}-reason ${id}-error`);
+      }
       reason.hidden = !why;
       if (Array.isArray(why)) setText(reason, ...why);
       else reason.textContent = why ?? '';
@@ -189,7 +181,7 @@ export function createField(row, data, section) {
   // Not when the field is left: what is below would move away from under the pointer that is about to click it.
   node.addEventListener('input', () => {
     const wrong = control.wrong();
-    if (!error.hidden || wrong?.[0] === TOO_LONG) show(wrong);
+    if (!error.node.hidden || wrong?.[0] === TOO_LONG) error.show(wrong);
   });
   return field;
 }

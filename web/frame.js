@@ -6,7 +6,7 @@ import { button, h, icon } from './widgets.js';
 const FAILURES = {
   connection: ['errors.connection', 'errors.connection_do'],
   login: ['errors.login', 'errors.login_do'],
-  answer: ['errors.answer', 'errors.answer_do'],
+  answer: ['errors.answer', 'errors.report_do'],
   refused: ['errors.refused', 'errors.report_do'],
   large: ['errors.large'],
   report: ['errors.report', 'errors.report_do'],
@@ -16,9 +16,9 @@ const FAILURES = {
 // A frame gives `body` to fill, and `isChanged`, which tells whether something would be lost.
 export function createFrame(section) {
   const notices = h('div');
-  const body = h('div', { class: 'section-body' });
-  const node = h('div', { class: 'section' },
-    h('header', { class: 'section-head' },
+  const body = h('div.section-body');
+  const node = h('div.section', {},
+    h('header.section-head', {},
       h('h1', { text: `${section.name}.title`, tabindex: '-1' }), h('p', { text: `${section.name}.intro` })),
     notices, body);
   const frame = { node, body, isChanged: () => false, clear: () => notices.replaceChildren() };
@@ -26,10 +26,10 @@ export function createFrame(section) {
   // `title` says what was tried; `own` replaces the words for some kinds of failure.
   frame.fail = (title, failure, own = {}, ...actions) => {
     const [what, todo] = own[failure.kind] ?? FAILURES[failure.kind];
-    notices.replaceChildren(h('div', { class: 'notice bad', role: 'alert', tabindex: '-1' },
+    notices.replaceChildren(h('div.notice.bad', { role: 'alert', tabindex: '-1' },
       icon('warning'),
-      h('div', {}, h('p', { class: 'notice-title', text: title }),
-        h('p', { text: [what, failure] }), todo && h('p', { text: [todo, failure] }), ...actions)));
+      h('div', {}, h('p.notice-title', title),
+        h('p', [what, failure]), todo && h('p', [todo, failure]), ...actions)));
     notices.firstChild.focus();
     notices.firstChild.scrollIntoView({ block: 'nearest' });
   };
@@ -37,8 +37,8 @@ export function createFrame(section) {
   // Shows that something is fetched, until it is there; a failure can be tried again.
   frame.load = async (request) => {
     for (;;) {
-      const waiting = h('p', { class: 'waiting', role: 'status' }, h('span', { class: 'spinner' }),
-        h('span', { text: 'common.loading' }));
+      const waiting = h('p.waiting', { role: 'status' }, h('span.spinner'),
+        h('span', 'common.loading'));
       body.replaceChildren(waiting);
       const result = await request();
       waiting.remove();
@@ -62,11 +62,11 @@ export function createFrame(section) {
 //   save()      does it; gives what was done as a text, or nothing when it failed and said so
 //   discard()   takes the stored values back
 export function createSaveBar(frame, { changed, wrong, progress, save, discard }) {
-  const message = h('p', { class: 'save-message', role: 'status' });
-  const spinner = h('span', { class: 'spinner', hidden: true });
+  const message = h('p.save-message', { role: 'status' });
+  const spinner = h('span.spinner', { hidden: true });
   const discardButton = button('common.discard', () => running || discard(), { kind: 'quiet' });
   const saveButton = button('common.save', run, { kind: 'primary' });
-  const node = h('div', { class: 'save-bar' }, spinner, message, discardButton, saveButton);
+  const node = h('div.save-bar', {}, spinner, message, discardButton, saveButton);
   let running = false;
 
   function update() {

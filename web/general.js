@@ -20,7 +20,7 @@ async function languageTexts(lang) {
 function addPreview(frame, { fields }) {
   const language = fields.get('language');
   const body = h('div');
-  const node = h('details', { class: 'preview' }, h('summary', { text: 'general.preview' }), body);
+  const node = h('details.preview', {}, h('summary', 'general.preview'), body);
   let latest;
 
   async function show() {
@@ -32,8 +32,8 @@ function addPreview(frame, { fields }) {
     if (!texts) latest = undefined;
     const entries = Object.entries(texts ?? {});
     body.replaceChildren(entries.length === 0
-      ? h('p', { class: 'help', text: texts ? 'general.no_preview' : 'general.preview_failed' })
-      : h('ul', { class: 'preview-texts', lang: '' }, ...entries.map(([key, value]) => h('li', { 'data-key': key }, foreign(value)))));
+      ? h('p.help', texts ? 'general.no_preview' : 'errors.plain')
+      : h('ul.preview-texts', { lang: '' }, ...entries.map(([key, value]) => h('li', { 'data-key': key }, foreign(value)))));
   }
   language.node.append(node);
   node.addEventListener('toggle', show);
@@ -50,15 +50,15 @@ export const general = settingsSection({
   rows: [
     { field: 'language', kind: choice, limit: 31,
       options: () => withStored(appliance.languages, ({ code, name }) => ({ value: code, name })),
-      other: 'general.other_language', needs: 'restart', lines: [406], keep: true },
+      other: 'general.other_language', lines: [406], keep: true },
     { field: 'templatetype', kind: choice, limit: 31,
       options: () => withStored(appliance.menuStyles, (name) => ({ value: name, name })),
-      other: 'general.other_menu_style', needs: 'restart', lines: [417], keep: true },
+      other: 'general.other_menu_style', lines: [417], keep: true },
     { field: 'dmsInterface', kind: choice, limit: 31,
       options: ({ network }) => withStored(network, ({ value, display }) => ({ value, name: `${display} (${value})` })),
-      strange: 'general.interface_gone', needs: 'restart', lines: [426], keep: true, group: 'general.network' },
+      strange: 'general.interface_gone', lines: [426], keep: true, group: 'general.network' },
     { field: 'ssdp_advr', kind: number, unit: 'general.seconds',
-      least: 5, limit: 15, judgeAlways: true, needs: 'restart', lines: [399] },
+      least: 5, limit: 15, judgeAlways: true, lines: [399] },
   ],
   after: addPreview,
 });

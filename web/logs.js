@@ -2,7 +2,7 @@
 import { call, download } from './backend.js';
 import { toggle } from './fields.js';
 import { settingsSection } from './settings_form.js';
-import { ask, button, card, h } from './widgets.js';
+import { ask, button, card, task } from './widgets.js';
 
 const DOWNLOAD_PAUSE = 3000; // milliseconds; the browser doesn't say when a download begins
 const QUESTION = { title: 'logs.delete', body: 'logs.delete_body', yes: 'common.delete' };
@@ -24,7 +24,7 @@ function addTasks(frame, { bar }) {
 
   async function deleteLogs() {
     if (!(await ask(QUESTION))) return;
-    await bar.during('logs.deleting', async () => {
+    await bar.during('common.loading', async () => {
       const result = await call('clearlog');
       if (result.ok) return 'logs.deleted';
       frame.fail('common.failed', result.failure);
@@ -32,12 +32,9 @@ function addTasks(frame, { bar }) {
     });
   }
 
-  const task = (label, help, action) => h('div', { class: 'field' },
-    h('div', { class: 'field-text' }, h('h3', { text: label }), help && h('p', { class: 'help', text: help })), action);
   bar.node.before(card(undefined,
-    task('logs.download', 'logs.download_help', button('common.download', startDownload, { image: 'download' })),
-    task('logs.delete', undefined,
-      button('common.delete', deleteLogs, { kind: 'danger', image: 'delete' }))));
+    task('logs.download', button('common.download', startDownload, { image: 'download' })),
+    task('logs.delete', button('common.delete', deleteLogs, { kind: 'danger', image: 'delete' }))));
 }
 
 export const logs = settingsSection({
@@ -46,7 +43,7 @@ export const logs = settingsSection({
   save: 'applylogconf',
   restartLine: 0,
   rows: [
-    { field: 'dmslog', kind: toggle, needs: 'restart',
+    { field: 'dmslog', kind: toggle,
       lines: [1095, 1101] },
   ],
   after: addTasks,

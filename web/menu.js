@@ -3,11 +3,10 @@ import { appliance } from './appliance.js';
 import { call } from './backend.js';
 import { createSaveBar } from './frame.js';
 import { setText } from './texts.js';
-import { ask, askToDiscard, button, byteLength, card, h, switchInput } from './widgets.js';
+import { ask, askToDiscard, button, byteLength, card, createError, h, switchInput } from './widgets.js';
 import { xmlError } from './xml.js';
 
 const NAME_LIMIT = 246; // bytes: a file's name has 255, of which the program takes menu_ and .xml
-const NO_UTF8 = { encoding: ['menu.no_utf8'] };
 
 // The text of a file, or nothing when it is no UTF-8. A byte order mark stays.
 function decoded(bytes) {
@@ -59,10 +58,10 @@ async function open(frame) {
   const choices = h('datalist', { id: 'menu-names' }, ...appliance.menuStyles.map((value) => h('option', { value })));
   const name = h('input', { id: 'menu-name', list: choices.id, autocomplete: 'off', spellcheck: 'false',
     'aria-describedby': 'menu-name-error' });
-  const nameError = h('p', { class: 'error', id: 'menu-name-error', hidden: true });
+  const nameError = createError('menu-name-error', () => [name]);
   const editor = createEditor('menu-text');
-  const textError = h('p', { class: 'error', id: 'menu-text-error', hidden: true });
-  const state = h('p', { class: 'help', role: 'status' });
+  const textError = createError('menu-text-error', () => [editor.area]);
+  const state = h('p.help', { role: 'status' });
   const restart = switchInput({ id: 'menu-restart' });
   const file = h('input', { type: 'file', accept: '.xml,text/xml,application/xml', hidden: true, label: 'menu.open_file' });
   let stored = { name: '', text: '' };
@@ -71,26 +70,26 @@ async function open(frame) {
   const textChanged = () => editor.get() !== stored.text;
   const mayReplace = async () => !textChanged() || askToDiscard();
 
-  function mark(element, input, error) {
-    element.hidden = !error;
-    input.toggleAttribute('aria-invalid', Boolean(error));
-    setText(element, ...(error ?? []));
-    return error;
-  }
-  const nameIsWrong = () => mark(nameError, name, wrongName(name.value));
+  const nameIsWrong = () => nameError.show(wrongName(name.value));
 
   function textIsWrong() {
     failedPlace = xmlError(editor.get());
-    return mark(textError, editor.area, failedPlace && ['menu.not_well_formed', failedPlace]);
+    return textError.show(failedPlace && ['menu.not_well_formed', failedPlace]);
   }
 
-  function show(text, told) {
-    stored = { name: name.value, text };
+  // Another text in the editor: a stored one, or one to be saved.
+  function show(text, told, isStored) {
     editor.set(text);
-    stored.text = editor.get();
-    mark(textError, editor.area);
+    if (isStored) stored = { name: name.value, text: editor.get() };
+    textError.show();
     setText(state, ...told);
-    bar.say(undefined);
+    editor.area.dispatchEvent(new Event('input', { bubbles: true }));
+  }
+
+  function showBytes(bytes, ...more) {
+    const text = decoded(bytes);
+    if (text === undefined) frame.fail('common.failed', { kind: 'encoding' }, { encoding: ['menu.no_utf8'] });
+    else show(text, ...more);
   }
 
   // A template that isn't there is a new one, not a failure.
@@ -99,26 +98,17 @@ async function open(frame) {
     if (!(await mayReplace())) return undefined;
     return bar.during('common.loading', async () => {
       const result = await call('loadmenu', { template: name.value });
-      const text = result.ok ? decoded(result.bytes) : '';
-      if (!result.ok && result.failure.kind !== 'plain') frame.fail('common.failed', result.failure);
-      else if (text === undefined) frame.fail('common.failed', { kind: 'encoding' }, NO_UTF8);
-      else show(text, [result.ok ? 'menu.loaded' : 'menu.new', { name: name.value }]);
+      const told = [result.ok ? 'menu.loaded' : 'menu.new', { name: name.value }];
+      if (result.ok) showBytes(result.bytes, told, true);
+      else if (result.failure.kind === 'plain') show('', told, true);
+      else frame.fail('common.failed', result.failure);
     });
   }
 
   async function openFile() {
     const [chosen] = file.files;
+    if (chosen && (await mayReplace())) showBytes(await chosen.arrayBuffer(), ['menu.from_file', { file: chosen.name }], false);
     file.value = '';
-    if (!chosen || !(await mayReplace())) return;
-    const text = decoded(await chosen.arrayBuffer());
-    if (text === undefined) {
-      frame.fail('common.failed', { kind: 'encoding' }, NO_UTF8);
-      return;
-    }
-    editor.set(text);
-    textIsWrong();
-    setText(state, 'menu.from_file', { file: chosen.name });
-    editor.area.dispatchEvent(new Event('input', { bubbles: true }));
   }
 
   function saveToFile() {
@@ -161,23 +151,23 @@ async function open(frame) {
     },
     discard() {
       name.value = stored.name;
-      show(stored.text, ['menu.loaded', { name: stored.name }]);
+      show(stored.text, ['menu.loaded', { name: stored.name }], true);
     },
   });
   frame.isChanged = textChanged;
 
   name.addEventListener('keydown', (event) => event.key === 'Enter' && load());
-  name.addEventListener('input', () => nameError.hidden || nameIsWrong());
-  editor.area.addEventListener('input', () => textError.hidden || textIsWrong());
+  name.addEventListener('input', () => nameError.node.hidden || nameIsWrong());
+  editor.area.addEventListener('input', () => textError.node.hidden || textIsWrong());
   file.addEventListener('change', openFile);
   frame.body.replaceChildren(card(undefined,
-    h('div', { class: 'template-name' }, h('label', { for: name.id, text: 'menu.template' }), name, choices,
-      button('common.load', load)), nameError,
-    h('div', { class: 'editor-head' }, h('label', { for: 'menu-text', text: 'menu.text' }), state,
+    h('div.template-name', {}, h('label', { for: name.id, text: 'menu.template' }), name, choices,
+      button('common.load', load)), nameError.node,
+    h('div.editor-head', {}, h('label', { for: 'menu-text', text: 'menu.text' }), state,
       button('menu.open_file', () => file.click(), { kind: 'small', image: 'upload' }), file,
       button('menu.save_file', saveToFile, { kind: 'small', image: 'download' })),
-    editor.area, textError, h('p', { class: 'help', id: 'menu-text-help', text: 'menu.text_help' }),
-    h('div', { class: 'field' }, h('label', { for: restart.id, text: 'menu.restart' }), restart)), bar.node);
+    editor.area, textError.node, h('p.help', { id: 'menu-text-help', text: 'menu.text_help' }),
+    h('div.field', {}, h('label', { for: restart.id, text: 'menu.restart' }), restart)), bar.node);
   [name.value = ''] = appliance.menuStyles;
   if (name.value) await load();
 }

@@ -6,11 +6,11 @@
 //   kind      of fields.js, with what that kind wants
 //   group     the heading of a new card
 //   limit     its bytes
-//   needs     'restart' where a change restarts the daemon
+//   reload    true where a change needs no restart of the daemon
 //   lines     the lines of a save that failed at it
 //   under     the switch without which the program doesn't look at it
 //   keep      true where the program leaves it as it is when it isn't sent
-//   shown, usable   functions of the loaded data; `why` says why it isn't usable
+//   shown, usable   members of the load without which there is no field, or one out of use; `why` says why
 import { unsupportedReason } from './appliance.js';
 import { call } from './backend.js';
 import { createField } from './fields.js';
@@ -25,7 +25,7 @@ const storedValues = (page, data) =>
   Object.fromEntries(page.rows.filter(({ field }) => data[field] !== undefined).map(({ field }) => [field, String(data[field])]));
 
 function createFields(page, data) {
-  const rows = page.rows.filter((row) => data[row.field] !== undefined && (row.shown?.(data) ?? true));
+  const rows = page.rows.filter((row) => data[row.field] !== undefined && (!row.shown || data[row.shown]));
   return new Map(rows.map((row) => [row.field, createField(row, data, page.name)]));
 }
 
@@ -52,7 +52,7 @@ async function openForm(page, frame) {
     for (const field of fields.values()) {
       const { row } = field;
       const unsupported = unsupportedReason(row.field);
-      const usable = row.usable?.(data) ?? true;
+      const usable = !row.usable || data[row.usable];
       field.enable(unsupported === undefined && usable && isLookedAt(row), unsupported ?? (usable ? undefined : [row.why]));
     }
   }
@@ -79,7 +79,7 @@ async function openForm(page, frame) {
 
   async function save() {
     const rows = page.rows.filter((row) => row.field in stored && isLookedAt(row) && (isChanged(row) || !row.keep));
-    const restarts = changedRows().some(({ needs }) => needs === 'restart');
+    const restarts = changedRows().some(({ reload }) => !reload);
     const sent = Object.fromEntries(rows.map(({ field }) => [field, valueOf(field)]));
     const result = await call(page.save, sent);
     if (!result.ok) return failed(result.failure);
@@ -91,7 +91,7 @@ async function openForm(page, frame) {
     changed: () => changedRows().length > 0,
     wrong: () => [...fields.values()].filter(({ row }) => isChanged(row) || row.judgeAlways).find((field) => field.check()),
     progress() {
-      const settings = changedRows().filter(({ needs }) => needs === 'restart').map(({ field }) => [`${page.name}.${field}`, {}]);
+      const settings = changedRows().filter(({ reload }) => !reload).map(({ field }) => [`${page.name}.${field}`, {}]);
       return settings.length > 0 ? ['form.restarting', { settings }] : 'form.saving';
     },
     save,

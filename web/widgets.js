@@ -1,5 +1,5 @@
 // What every section is made of: elements, buttons, switches, questions. Text goes in as text, by its key or as a node.
-import { setText } from './texts.js';
+import { hasText, setText } from './texts.js';
 
 const SVG = 'http://www.w3.org/2000/svg';
 const ATTRIBUTE_TEXTS = { label: 'aria-label', placeholder: 'placeholder', title: 'title' };
@@ -9,10 +9,14 @@ export const newId = (stem) => `${stem}-${(identifiers += 1)}`;
 const keyAndValues = (value) => (Array.isArray(value) ? value : [value, {}]);
 export const byteLength = (value) => new TextEncoder().encode(value).length;
 
-// An element. `text`, `label`, `placeholder` and `title` are text keys, or [key, values]; `on` holds listeners; all
-// else are attributes, left out when false or undefined. Children are nodes or texts of others, undefined for none.
-export function h(tag, { text, on = {}, ...attributes } = {}, ...children) {
+// An element, by its tag and classes: h('p.help', 'logs.intro'). What follows is its text, a key or [key, values], or an
+// object: `text`, `label`, `placeholder` and `title` are such texts, `on` holds listeners, all else are attributes, left
+// out when false or undefined. Children are nodes or texts of others, undefined for none.
+export function h(name, what = {}, ...children) {
+  const { text, on = {}, ...attributes } = typeof what === 'string' || Array.isArray(what) ? { text: what } : what;
+  const [tag, ...classes] = name.split('.');
   const element = document.createElement(tag);
+  element.classList.add(...classes);
   if (text) setText(element, ...keyAndValues(text));
   for (const [name, value] of Object.entries(attributes)) {
     if (value === undefined || value === false) continue;
@@ -39,7 +43,7 @@ export function icon(name) {
 
 export function button(text, onClick, { kind = '', image, ...attributes } = {}) {
   return h('button', { type: 'button', class: `button ${kind}`, on: { click: onClick }, ...attributes },
-    image && icon(image), h('span', { text }));
+    image && icon(image), h('span', text));
 }
 
 // A button that shows its picture alone; its text is its name.
@@ -53,15 +57,31 @@ export function switchInput(attributes = {}) {
 }
 
 export function searchField(onInput) {
-  return h('div', { class: 'search' }, icon('search'),
+  return h('div.search', {}, icon('search'),
     h('input', { type: 'search', label: 'common.search', placeholder: 'common.search', autocomplete: 'off', spellcheck: 'false',
       on: { input: (event) => onInput(event.target.value) } }));
 }
 
 export function card(title, ...children) {
   const id = newId('card');
-  return h('section', { class: 'card', 'aria-labelledby': title && id }, title && h('h2', { id, text: title }),
+  return h('section.card', { 'aria-labelledby': title && id }, title && h('h2', { id, text: title }),
     ...children);
+}
+
+// A line of a card with something to do; its text's help stands below it.
+export const task = (text, control) => h('div.field', {},
+  h('div.field-text', {}, h('h3', text), hasText(`${text}_help`) ? h('p.help', `${text}_help`) : undefined), control);
+
+// What is wrong with some controls, in words below them; `show` takes a text or nothing, and gives it back.
+export function createError(id, controls) {
+  const node = h('p.error', { id, hidden: true });
+  const show = (wrong) => {
+    node.hidden = !wrong;
+    setText(node, ...(wrong ?? []));
+    for (const one of controls()) one.toggleAttribute('aria-invalid', Boolean(wrong));
+    return wrong;
+  };
+  return { node, show };
 }
 
 // Asks before something is lost; true when the answer is yes. The harmless answer is the one at hand.
@@ -69,7 +89,7 @@ export function ask({ title, body, yes, no = 'common.cancel' }) {
   const id = newId('question');
   const dialog = h('dialog', { 'aria-labelledby': id, 'aria-describedby': `${id}-body` },
     h('h2', { id, text: title }), h('p', { id: `${id}-body`, text: body }),
-    h('div', { class: 'buttons' },
+    h('div.buttons', {},
       button(no, () => dialog.close(), { autofocus: true }),
       button(yes, () => dialog.close('yes'), { kind: 'danger' })));
   document.body.append(dialog);
