@@ -1,5 +1,4 @@
-// What no action tells about the appliance stands in a file beside the page, which its integrator edits. A file that
-// is missing or broken, as a whole or in a member, leaves the page to what is stored.
+// What no action tells: a file beside the page, which its integrator edits. What is missing or broken in it is left out.
 import { currentLanguage, pageUrl } from './texts.js';
 
 const isText = (value) => typeof value === 'string' && value !== '';
@@ -9,22 +8,22 @@ const isText = (value) => typeof value === 'string' && value !== '';
 export const appliance = { name: '', languages: [], menuStyles: [], unsupported: {} };
 
 export async function readAppliance() {
-  let file;
-  try {
-    file = await (await fetch(pageUrl('appliance.json'))).json();
-  } catch {
-    return;
-  }
-  const listed = (member) => (Array.isArray(file?.[member]) ? file[member] : []);
-  appliance.name = isText(file?.name) ? file.name : '';
-  appliance.languages = listed('languages').filter((entry) => isText(entry?.code) && isText(entry?.name));
-  appliance.menuStyles = listed('menu_styles').filter(isText);
-  appliance.unsupported = file?.unsupported && typeof file.unsupported === 'object' ? file.unsupported : {};
+	let file;
+	try {
+		file = await (await fetch(pageUrl('appliance.json'))).json();
+	} catch {
+		return;
+	}
+	const listed = (member) => (Array.isArray(file?.[member]) ? file[member] : []);
+	appliance.name = isText(file?.name) ? file.name : '';
+	appliance.languages = listed('languages').filter((entry) => isText(entry?.code) && isText(entry?.name));
+	appliance.menuStyles = listed('menu_styles').filter(isText);
+	appliance.unsupported = file?.unsupported && typeof file.unsupported === 'object' ? file.unsupported : {};
 }
 
 // Why the daemon can't act on a setting, in the page's language; nothing when it can.
 export function unsupportedReason(field) {
-  if (!Object.hasOwn(appliance.unsupported, field)) return undefined;
-  const reason = appliance.unsupported[field];
-  return isText(reason) ? reason : reason?.[currentLanguage()] ?? reason?.en ?? '';
+	if (!Object.hasOwn(appliance.unsupported, field)) return undefined;
+	const reason = appliance.unsupported[field];
+	return isText(reason) ? reason : reason?.[currentLanguage()] ?? reason?.en ?? '';
 }

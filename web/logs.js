@@ -8,43 +8,41 @@ const DOWNLOAD_PAUSE = 3000; // milliseconds; the browser doesn't say when a dow
 const QUESTION = { title: 'logs.delete', body: 'logs.delete_body', yes: 'common.delete' };
 
 function addTasks(frame, { bar }) {
-  let downloading = false;
+	let downloading = false;
 
-  function startDownload() {
-    if (downloading) return;
-    downloading = true;
-    setTimeout(() => (downloading = false), DOWNLOAD_PAUSE);
-    frame.clear();
-    bar.say('logs.download_started');
-    download('downloadlog', (failure) => {
-      bar.say(undefined);
-      frame.fail('common.failed', failure);
-    });
-  }
+	function startDownload() {
+		if (downloading) return;
+		downloading = true;
+		setTimeout(() => (downloading = false), DOWNLOAD_PAUSE);
+		frame.clear();
+		download('downloadlog', (failure) => {
+			frame.fail('common.failed', failure);
+		});
+	}
 
-  async function deleteLogs() {
-    if (!(await ask(QUESTION))) return;
-    await bar.during('common.loading', async () => {
-      const result = await call('clearlog');
-      if (result.ok) return 'logs.deleted';
-      frame.fail('common.failed', result.failure);
-      return undefined;
-    });
-  }
+	async function deleteLogs() {
+		if (!(await ask(QUESTION))) return;
+		await bar.during('common.loading', async () => {
+			const result = await call('clearlog');
+			if (result.ok) return 'logs.deleted';
+			frame.fail('common.failed', result.failure);
+			return undefined;
+		});
+	}
 
-  bar.node.before(card(undefined,
-    task('logs.download', button('common.download', startDownload, { image: 'download' })),
-    task('logs.delete', button('common.delete', deleteLogs, { kind: 'danger', image: 'delete' }))));
+	bar.node.before(card(undefined,
+		task('logs.download', button('common.download', startDownload)),
+		task('logs.delete', button('common.delete', deleteLogs, { kind: 'danger', image: 'delete' }))));
 }
 
 export const logs = settingsSection({
-  name: 'logs',
-  load: 'loadlogconf',
-  save: 'applylogconf',
-  restartLine: 0,
-  rows: [
-    { field: 'dmslog', kind: toggle,
-      lines: [1095, 1101] },
-  ],
-  after: addTasks,
+	name: 'logs',
+	load: 'loadlogconf',
+	save: 'applylogconf',
+	restartLine: 0,
+	rows: [
+		{ field: 'dmslog', kind: toggle,
+			lines: [1095, 1101] },
+	],
+	after: addTasks,
 });
