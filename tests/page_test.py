@@ -389,20 +389,20 @@ class PageTest(unittest.TestCase):
         self.signal_daemon("USR2")
         b.open("clients")
         self.assertIn("10,000 of 10,000", b.text(".count"))
-        self.assertEqual(len(b.all("tbody tr")), 50)
+        self.assertEqual(len(b.all("tbody tr")), 25)
         for _ in range(3):
             b.button("Next page")
-        self.assertIn("Client 150", b.text("tbody tr:first-child"))
+        self.assertIn("Client 75", b.text("tbody tr:first-child"))
         times = b.run("""
             const search = document.querySelector('input[type=search]');
-            return ['c', 'cl', 'client 9', 'client 99', 'client 999', ''].map((words) => {
+            return ['c', 'cl', 'cli', 'clie', 'clien', 'client'].map((words) => {
                 const start = performance.now();
                 search.value = words;
                 search.dispatchEvent(new Event('input', { bubbles: true }));
                 document.body.getBoundingClientRect();
                 return performance.now() - start;
             });""")
-        self.assertLess(min(times[:3]), 50, times)
+        self.assertLess(min(times), 50, times)
 
     def test_every_section_in_every_language_and_width(self):
         b = self.browser

@@ -1,8 +1,8 @@
-// The table of clients. The document holds one page of it, so that ten thousand cost no more than fifty.
+// The table of clients. The document holds one page of it, so that ten thousand cost no more than twenty-five.
 import { currentLanguage, setText } from './texts.js';
 import { foreign, h, iconButton, switchInput } from './widgets.js';
 
-const PAGE = 50;
+const PAGE = 25;
 const COLUMNS = [
 	{ member: 'name', title: 'clients.name' },
 	{ member: 'ip', title: 'clients.address' },

@@ -57,9 +57,9 @@ async function open(frame) {
 	frame.body.replaceChildren(
 		card(undefined,
 			h('div.toolbar', {}, searchField(table.search), table.count,
-				button('clients.refresh', refresh, { kind: 'small', image: 'refresh' })),
+				button('clients.refresh', refresh, { kind: 'small' })),
 			table.node, table.pager),
-		card(undefined, task('clients.forget', button('common.delete', forget, { kind: 'danger', image: 'delete' }))),
+		card(undefined, task('clients.forget', button('common.delete', forget, { kind: 'danger' }))),
 		bar.node);
 	table.show(known.clients);
 }

@@ -53,13 +53,9 @@ export function createFrame(section) {
 	return frame;
 }
 
-// The bar below what can be saved; also for a section's other tasks, by `during(text, task)`: the task gives what was
-// done as a text, or nothing.
-//   changed()   whether there is something to save
-//   wrong()     the first field that can't be saved, or nothing; it shows why, and takes the focus
-//   progress()  what is happening while it is saved, as a text
-//   save()      does it; gives what was done as a text, or nothing when it failed and said so
-//   discard()   takes the stored values back
+// The bar below what can be saved. `wrong` gives the first field that can't be, `progress` the text while it is, `save`
+// the text afterwards, or nothing when it failed and said so. `during` is for a section's other tasks, which give the
+// same.
 export function createSaveBar(frame, { changed, wrong, progress, save, discard }) {
 	const message = h('p.save-message', { role: 'status' });
 	const spinner = h('span.spinner', { hidden: true });

@@ -32,7 +32,7 @@ function addTasks(frame, { bar }) {
 
 	bar.node.before(card(undefined,
 		task('logs.download', button('common.download', startDownload)),
-		task('logs.delete', button('common.delete', deleteLogs, { kind: 'danger', image: 'delete' }))));
+		task('logs.delete', button('common.delete', deleteLogs, { kind: 'danger' }))));
 }
 
 export const logs = settingsSection({
