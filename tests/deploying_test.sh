@@ -4,6 +4,7 @@
 set -euo pipefail
 
 program=$(readlink -f "$1")
+page=$(dirname "$(readlink -f "$0")")/../web
 document=$(dirname "$(readlink -f "$0")")/../docs/deploying.md
 work=$(mktemp -d)
 servers=()
@@ -16,6 +17,7 @@ trap 'exit 1' INT TERM HUP
 snippet() {
   sed -n "/^\`\`\`$1\$/,/^\`\`\`\$/{/^\`\`\`/d;p}" "$document" |
     sed "s|/var/packages/Dalmira/target/libexec/cgi-bin/mediaserv|$program|
+         s|/var/packages/Dalmira/target/share/mediaserv/|$page/|
          s|/etc/mediaserv.users|$work/users|
          s|/run/fcgiwrap.socket|$work/socket|
          s|/var/log/lighttpd/|$work/|"
@@ -61,6 +63,20 @@ four_at_a_time() {
   return 1
 }
 
+# check_page SERVER PORT: the page, its headers, and nothing of it without a login or by another method.
+check_page() {
+  local server=$1 login=(--user demo:secret) tag
+  url=http://127.0.0.1:$2/mediaserv/
+  expect "$server" 'the page' "default-src 'none'.* 200 ?$" "${login[@]}" --include
+  expect "$server" 'the page, its head' 'no-cache.* 200 ?$' "${login[@]}" --head
+  expect "$server" 'the page without a password' ' 401 ?$'
+  expect "$server" 'the page by POST' ' 40[35] ?$' "${login[@]}" --data x=y
+  tag=$(curl --silent --noproxy '*' "${login[@]}" --head "$url" | sed -n 's/^ETag: //Ip' | tr -d '\r')
+  expect "$server" 'the page, unchanged' ' 304 ?$' "${login[@]}" -H "If-None-Match: $tag"
+  url+=app.js
+  expect "$server" 'a module' 'text/javascript.*nosniff.* 200 ?$' "${login[@]}" --include
+}
+
 # check SERVER PORT LOG: LOG is where the program's log lines go.
 check() {
   local server=$1 log=$3 login=(--user demo:secret) load=(--data action=load_browsing_page)
@@ -101,6 +117,7 @@ END
 /usr/sbin/lighttpd -D -f "$work/lighttpd.conf" 2>"$work/lighttpd.log" &
 servers+=($!)
 check lighttpd "$port" "$work/breakage.log"
+check_page lighttpd "$port"
 
 port=$(free_port)
 cat >"$work/nginx.conf" <<END
@@ -128,5 +145,6 @@ servers+=("-$!") # with its processes
 /usr/sbin/nginx -e "$work/nginx.log" -c "$work/nginx.conf" 2>"$work/nginx.err" &
 servers+=($!)
 check nginx "$port" "$work/nginx.log"
+check_page nginx "$port"
 
 ((failures == 0)) || { tail -n 20 "$work"/*.log; exit 1; }
