@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Checks the form of the code: clang-format, clang-tidy and shellcheck, with the configurations kept here.
+# Checks the form of the code, with the configurations kept here: clang-format, clang-tidy, shellcheck, pycodestyle and
+# pyflakes; of the administration page ESLint, stylelint and html-validate in the versions that lint/ names.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
@@ -8,6 +9,22 @@ mapfile -t cpp < <(git ls-files '*.cpp' '*.h')
 mapfile -t shell < <(git ls-files '*.sh' run test .ci/run)
 clang-format --dry-run --Werror "${cpp[@]}"
 shellcheck "${shell[@]}"
+mapfile -t python < <(git ls-files '*.py')
+pycodestyle --max-line-length=130 "${python[@]}"
+pyflakes3 "${python[@]}"
+
+type -P npm >/dev/null || scripts/packages.sh npm
+mkdir -p build/lint
+cp scripts/lint/* build/lint
+if ! cmp --silent scripts/lint/package-lock.json build/lint/installed.json; then
+  npm ci --prefix build/lint --ignore-scripts --no-audit --no-fund >/dev/null
+  cp scripts/lint/package-lock.json build/lint/installed.json
+fi
+tools=build/lint/node_modules/.bin
+"$tools/eslint" --config build/lint/eslint.config.js web
+"$tools/stylelint" --config build/lint/stylelint.config.js 'web/*.css'
+"$tools/html-validate" --config build/lint/html-validate.json web/index.html
+
 # The flags are GCC's; clang must not stumble over a warning that it lacks.
 cmake --preset dev -DCMAKE_COMPILE_WARNING_AS_ERROR=ON >/dev/null
 printf '%s\0' "${cpp[@]}" | grep -z '^\(src\|demo\)/.*\.cpp$' |

@@ -6,7 +6,8 @@ declare -A groups=(
   [build]="g++ cmake ninja-build pkg-config libjsoncpp-dev libcgicc-dev libpq-dev dpkg-dev"
   [run]="lighttpd postgresql libpq5 curl procps"
   [test]="libgtest-dev libnss-wrapper nginx fcgiwrap valgrind binutils iproute2 chromium chromium-driver python3-selenium"
-  [lint]="clang-format clang-tidy shellcheck"
+  [lint]="clang-format clang-tidy shellcheck pycodestyle pyflakes3"
+  [npm]="npm"
   [fuzz]="clang libclang-rt-14-dev"
   [bench]="python3 valgrind apache2-utils libeatmydata1"
 )

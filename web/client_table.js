@@ -63,7 +63,7 @@ export function createClientTable(profiles, onChange) {
 	function createRow(client) {
 		const row = h('tr', { class: edits.has(client.key) ? 'edited' : undefined });
 		const texts = ['name', 'ip', 'macAddr'].map((member) =>
-			h(member === 'name' ? 'th' : 'td', { scope: member === 'name' && 'row', class: `client-${member}` },
+			h(member === 'name' ? 'th' : 'td', { scope: member === 'name' && 'row', class: member === 'name' ? 'client-name' : 'client-address' },
 				shownText(client.entry[member]) === '' ? h('span', 'common.empty_value') : foreign(client.entry[member])));
 		row.append(...texts, h('td', {}, profileChoice(client, row)), h('td', {}, accessSwitch(client, row)));
 		return row;

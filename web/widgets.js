@@ -12,9 +12,9 @@ export const byteLength = (value) => new TextEncoder().encode(value).length;
 // An element, by its tag and classes: h('p.help', 'logs.intro'). What follows is its text, a key or [key, values], or an
 // object: `text`, `label`, `placeholder` and `title` are such texts, `on` holds listeners, all else are attributes, left
 // out when false or undefined. Children are nodes or texts of others, undefined for none.
-export function h(name, what = {}, ...children) {
+export function h(selector, what = {}, ...children) {
 	const { text, on = {}, ...attributes } = typeof what === 'string' || Array.isArray(what) ? { text: what } : what;
-	const [tag, ...classes] = name.split('.');
+	const [tag, ...classes] = selector.split('.');
 	const element = document.createElement(tag);
 	element.classList.add(...classes);
 	if (text) setText(element, ...keyAndValues(text));

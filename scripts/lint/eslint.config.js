@@ -1,0 +1,26 @@
+import js from '@eslint/js';
+import globals from 'globals';
+
+// Text goes into the page as text.
+const MARKUP = ['innerHTML', 'outerHTML', 'insertAdjacentHTML', 'setHTMLUnsafe', 'srcdoc', 'write', 'writeln'];
+
+export default [
+  js.configs.recommended,
+  {
+    languageOptions: { globals: globals.browser },
+    linterOptions: { reportUnusedDisableDirectives: 'error' },
+    rules: {
+      'no-restricted-properties': ['error', ...MARKUP.map((property) => ({ property }))],
+      'no-eval': 'error',
+      'no-implied-eval': 'error',
+      'no-new-func': 'error',
+      'no-var': 'error',
+      'prefer-const': 'error',
+      'no-shadow': 'error',
+      'no-use-before-define': ['error', { functions: false, variables: false }],
+      'no-unused-expressions': ['error', { allowShortCircuit: true, allowTernary: true }],
+      eqeqeq: 'error',
+      'max-lines': ['error', 300],
+    },
+  },
+];
