@@ -49,7 +49,7 @@ async function show(section) {
 	performance.mark(`section ${section.name}`);
 }
 
-// Each entry of the browser's history knows its position. A section that is not left after all gets its address back.
+// A section that is not left after all gets its address back.
 async function followAddress() {
 	const wanted = history.state?.position ?? position + 1;
 	if (history.state?.position === undefined) history.replaceState({ position: wanted }, '');

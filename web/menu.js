@@ -24,7 +24,7 @@ function wrongName(name) {
 	return undefined;
 }
 
-// A text area that takes the tab key; Escape gives it back to the way through the page. Line ends stay as they were.
+// A text area that takes the tab key until Escape is pressed. Line ends stay as they were.
 function createEditor(id) {
 	const area = h('textarea', { id, class: 'code', rows: '20', spellcheck: 'false', autocapitalize: 'off', wrap: 'off',
 		'aria-describedby': `${id}-help ${id}-error` });

@@ -1,13 +1,12 @@
 // The one routine behind the settings sections: a table of rows becomes a form, its changes a save.
-//
 // A section: { name, load, save, restartLine, rows, after(frame, form) }. A row:
 //   field     the member of the load and the field of the save; its name is the text `section.field`, what it means
 //             `section.field_help`
-//   kind      of fields.js, with what that kind wants
+//   kind      of fields.js, and what that kind wants
 //   group     the heading of a new card
 //   limit     its bytes
 //   reload    true where a change needs no restart of the daemon
-//   lines     the lines of a save that failed at it
+//   lines     where a save failed at it
 //   under     the switch without which the program doesn't look at it
 //   keep      true where the program leaves it as it is when it isn't sent
 //   shown, usable   members of the load without which there is no field, or one out of use; `why` says why

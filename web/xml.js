@@ -1,5 +1,5 @@
-// Where a text stops being well-formed XML 1.0. The browser's parser would know, too, but writes its finding into a
-// document with styles of its own, which this page's rules refuse.
+// Where a text stops being well-formed XML 1.0. The browser's parser reports that with inline styles, which this page's
+// rules refuse.
 const NAME = '[\\p{L}\\p{Nl}_:][\\p{L}\\p{N}\\p{M}_:.\\xB7-]*';
 const ATTRIBUTE = `[\\t\\n\\r ]+(${NAME})[\\t\\n\\r ]*=[\\t\\n\\r ]*("[^<"]*"|'[^<']*')`;
 const TOKEN = new RegExp([
