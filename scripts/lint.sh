@@ -6,7 +6,7 @@ cd "$(dirname "$(readlink -f "$0")")/.."
 
 scripts/packages.sh build lint
 mapfile -t cpp < <(git ls-files '*.cpp' '*.h')
-mapfile -t shell < <(git ls-files '*.sh' run test .ci/run)
+mapfile -t shell < <(git ls-files '*.sh' run test .ci/run bench/run)
 clang-format --dry-run --Werror "${cpp[@]}"
 shellcheck "${shell[@]}"
 mapfile -t python < <(git ls-files '*.py')
