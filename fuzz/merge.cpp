@@ -18,16 +18,6 @@ constexpr char PROFILE[] = "profileName";
 constexpr char SELECTED[] = "profileName_UserSelected";
 constexpr char ACCESS[] = "isAccess";
 
-const ClientChange* LastChange(const std::vector<ClientChange>& changes, const Json::Value& address) {
-    const ClientChange* last = nullptr;
-    for (const ClientChange& change : changes) {
-        if (address == change.macAddress) {
-            last = &change;
-        }
-    }
-    return last;
-}
-
 // The changes as the document says them.
 std::vector<ClientChange> Expected(const Json::Value& document) {
     std::vector<ClientChange> changes;
@@ -45,14 +35,26 @@ bool IsSame(const ClientChange& one, const ClientChange& other) {
     return one.macAddress == other.macAddress && one.profile == other.profile && one.access == other.access;
 }
 
-// Judges the members of a client that a change may touch, and gives them back their stored values.
-void TakeBack(const Json::Value& stored, const ClientChange& change, Json::Value& client) {
-    const Json::Value& old = stored[PROFILE];
-    const bool same = old.isConvertibleTo(Json::stringValue) && old.asString() == change.profile;
-    Require(client[PROFILE] == change.profile && client[ACCESS] == change.access, "the last change counts");
-    Require(client.get(SELECTED, Json::Value()) == change.profile ||
-                (same && client.get(SELECTED, Json::Value()) == stored[SELECTED]),
-            "another profile is one that the user selected");
+// Judges the members of a client that its changes touch, and gives them back their stored values.
+void TakeBack(const Json::Value& stored, const std::vector<ClientChange>& changes, Json::Value& client) {
+    Json::Value expected = stored;
+    bool named = false;
+    for (const ClientChange& change : changes) {
+        if (stored[ADDRESS] == change.macAddress) {
+            const Json::Value& old = expected[PROFILE];
+            if (!old.isConvertibleTo(Json::stringValue) || old.asString() != change.profile) {
+                expected[SELECTED] = change.profile;
+            }
+            expected[PROFILE] = change.profile;
+            expected[ACCESS] = change.access;
+            named = true;
+        }
+    }
+    if (!named) {
+        return;
+    }
+    Require(client == expected,
+            "a client's changes count in their order, and a new profile is a selected one");
     for (const char* name : {PROFILE, SELECTED, ACCESS}) {
         if (stored.isMember(name)) {
             client[name].copyPayload(stored[name]);
@@ -84,9 +86,8 @@ void Try(std::string_view input) {
         std::set<Json::Value> met;
         for (Json::ArrayIndex i = 0; i < stored[LIST].size(); ++i) {
             const Json::Value& client = stored[LIST][i];
-            const ClientChange* change = LastChange(changes, client[ADDRESS]);
-            if (change != nullptr && met.insert(client[ADDRESS]).second) {
-                TakeBack(client, *change, document[LIST][i]);
+            if (met.insert(client[ADDRESS]).second) {
+                TakeBack(client, changes, document[LIST][i]);
             }
         }
     }

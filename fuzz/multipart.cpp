@@ -35,6 +35,10 @@ void Try(std::string_view input) {
     while (Holds(input, boundary)) {
         boundary += std::to_string(boundary.size());
     }
+    // At the start of a line alone it ends a value, and a line ends with CR LF.
+    for (FormField& field : fields) {
+        field.value += "\n\n--" + boundary;
+    }
     Fields again;
     const std::string body = Body(fields, "--" + boundary, std::string(input));
     Require(AppendMultipart(body, "multipart/form-data; boundary=" + boundary, again) == nullptr &&
