@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The appliance in a box: PostgreSQL with a video library, the stand-in daemon and a web server with the program, all
-# of one build folder and on 127.0.0.1 alone. Ctrl-C or SIGTERM ends it, and all that it started.
+# The appliance in a box: PostgreSQL with a video library, a media server with media of its own and a web server with
+# the program, all of one build folder and announced on the loopback interface alone. Ctrl-C or SIGTERM ends it, and all that it started.
 #
 #   appliance.sh --build FOLDER [--port N] [--fresh]
 #
@@ -14,16 +14,20 @@ fail() {
   exit 1
 }
 
+in_use() {
+  (: 8<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
+}
+
 # The root appears when it is complete. Its login is a user of the host, since collections belong to users.
 lay_out() {
-  local new=$root.new interface
-  interface=$(awk '$2 == "00000000" { print $1; exit }' /proc/net/route)
+  local new=$root.new
   rm -rf "$root" "$new"
   cp -R "$demo/root" "$new"
-  mkdir -p "$new/var/run" "$new/volume1" "$new/$package/sbin"
-  ln -s "$build/demo/dms" "$new/$package/sbin/dms"
+  mkdir -p "$new/var/run" "$new/var/cache/minidlna" "$new/$package/sbin" "$new/$package/web"
+  ln -s "$build/minidlna/dms" "$new/$package/sbin/dms"
+  "$demo/media.sh" "$new/volume1"
   find "$new" \( -name '*.sh' -o -name '*.conf' \) -exec \
-    sed -i "s|@ROOT@|$root|g; s|@INTERFACE@|${interface:-eth0}|g" {} +
+    sed -i "s|@ROOT@|$root|g; s|@USER@|$(id -un)|g; s|@UUID@|$(</proc/sys/kernel/random/uuid)|g" {} +
   (umask 077 && echo "$(id -un):$(od -An -N9 -tx1 /dev/urandom | tr -d ' ')" >"$build/demo/login")
   mv "$new" "$root"
 }
@@ -81,16 +85,17 @@ if (($#)) || [[ -z $build || ! $port =~ ^[1-9][0-9]{0,4}$ ]]; then
   sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" >&2
   exit 2
 fi
-[[ -x $build/mediaserv && -x $build/demo/dms ]] || fail "$build holds no build with the demonstration."
+[[ -x $build/mediaserv && -x $build/minidlna/dms ]] || fail "$build holds no build with the media server."
 root=$build/root
 package=var/packages/Dalmira/target
 library=var/services/pgsql
 address=http://127.0.0.1:$port/cgi-bin/mediaserv
 web_server=
 
-if (: 8<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; then
+if in_use "$port"; then
   fail "Port $port of 127.0.0.1 is in use already: choose another one with --port N."
 fi
+mkdir -p "$build/demo"
 # Nothing that could outlive this script may hold the lock.
 exec 8>"$build/demo/lock"
 flock --nonblock 8 || fail "The appliance of $build runs already."
@@ -105,6 +110,9 @@ cp -Rs "$(dirname "$demo")/web" "$build/demo/www" # what is changed there is ser
 login=$(<"$build/demo/login")
 socket=$("$demo/postgres.sh" start "$root/$library" 8>&-)
 fill_library "$socket"
+media_port=$((port + 1))
+while in_use "$media_port"; do media_port=$((media_port + 1)); done
+sed -i "s/^port=.*/port=$media_port/" "$root/etc/minidlna.conf"
 "$root/$package/scripts/S86vexadms.sh" start 8>&-
 BUILD=$build PORT=$port PGHOST=$socket setsid setpriv --pdeathsig INT \
   /usr/sbin/lighttpd -D -f "$demo/lighttpd.conf" 8>&- &
@@ -125,6 +133,7 @@ The appliance answers; its log and event lines follow. Try:
   curl -u $login $address -d action=save_browsing_page -d sendthumb=true -d musicdisplayinfo=artist
   curl -u $login $address -d action=getdmslangtext -d lang=ger
 
+The media server: gssdp-discover -i lo, and http://127.0.0.1:$media_port/rootDesc.xml
 Its files: $root (Ctrl-C ends it)
 login: $login
 ready: $address

@@ -3,8 +3,8 @@
 set -euo pipefail
 
 declare -A groups=(
-  [build]="g++ cmake ninja-build pkg-config libjsoncpp-dev libcgicc-dev libpq-dev dpkg-dev"
-  [run]="lighttpd postgresql libpq5 curl procps"
+  [build]="g++ cmake ninja-build pkg-config libjsoncpp-dev libcgicc-dev libpq-dev dpkg-dev libcurl4-openssl-dev libxml2-dev libnftables-dev"
+  [run]="lighttpd postgresql libpq5 curl procps minidlna gupnp-tools ffmpeg"
   [test]="libgtest-dev libnss-wrapper nginx fcgiwrap valgrind binutils iproute2 chromium chromium-driver python3-selenium"
   [lint]="clang-format clang-tidy shellcheck pycodestyle pyflakes3"
   [npm]="npm"
@@ -12,7 +12,7 @@ declare -A groups=(
   [bench]="python3 valgrind apache2-utils libeatmydata1"
 )
 # Of these, an installation would start a service of the host.
-readonly servers=" lighttpd postgresql nginx fcgiwrap "
+readonly servers=" lighttpd postgresql nginx fcgiwrap minidlna "
 readonly policy=/usr/sbin/policy-rc.d
 
 as_root() {
