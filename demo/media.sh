@@ -17,7 +17,7 @@ song() {
 # picture FILE SOURCE [DAY]
 picture() {
   make -f lavfi -i "$2" -frames:v 1 -q:v 3 "$1"
-  touch -d "${3:-2024-01-01} 12:00" "$folder/$1"
+  [[ -z ${3-} ]] || exiv2 -M "set Exif.Photo.DateTimeOriginal $3 12:00:00" "$folder/$1"
 }
 
 song "music/Low Tones/01.mp3" 220 "First Tone" "The Sines" "Low Tones" 1 2019
@@ -26,8 +26,8 @@ song "music/High Tones/01.mp3" 880 "Third Tone" "Zoë & the Waves" "High Tones" 
 picture "music/Low Tones/cover.jpg" color=steelblue:s=160x160
 picture "music/Low Tones/front.jpg" color=darkred:s=160x160
 picture "music/High Tones/cover.jpg" color=orange:s=160x160
-picture photo/Coast/ebb.jpg testsrc=s=640x480 2021-07-04
-picture photo/Coast/flood.jpg testsrc2=s=640x480 2020-07-05
-picture photo/Harbour.jpg smptebars=s=640x480 2022-03-01
+picture photo/Coast/ebb.jpg testsrc=s=640x480 2021:07:04
+picture photo/Coast/flood.jpg testsrc2=s=640x480 2020:07:05
+picture photo/Harbour.jpg smptebars=s=640x480 2022:03:01
 make -f lavfi -i testsrc2=s=320x240:r=12:d=5 -f lavfi -i sine=frequency=330:duration=5 -c:v libx264 -pix_fmt yuv420p \
   -metadata title="A Short Film" -metadata creation_time=2022-05-06T12:00:00Z "video/A Short Film.mp4"

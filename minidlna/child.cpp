@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 
 #include "minidlna/configuration.h"
@@ -37,14 +38,15 @@ const passwd* ChildUser(const std::string& wanted, DmsLog& log) {
     if (geteuid() != 0) {
         return nullptr;
     }
-    if (!wanted.empty()) {
-        if (const passwd* user = FindUser(wanted); user != nullptr) {
-            return user;
-        }
-        log.Write(Level::Error, std::string("there is no user ") + wanted + ": correct 'user' in " +
-                                    OWN_CONFIGURATION_FILE);
+    const passwd* user = wanted.empty() ? nullptr : FindUser(wanted);
+    if (!wanted.empty() && user == nullptr) {
+        log.Write(Level::Error,
+                  "there is no user " + wanted + ": correct 'user' in " + OWN_CONFIGURATION_FILE);
     }
-    return getpwnam(PACKAGE_USER);
+    if (user == nullptr) {
+        user = FindUser(PACKAGE_USER);
+    }
+    return user == nullptr || user->pw_uid == geteuid() ? nullptr : user;
 }
 
 // In the child. Changing the user takes the death signal away, so it comes last; a parent that has ended

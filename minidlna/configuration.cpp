@@ -139,7 +139,7 @@ Configuration Compose(const std::string& own, const Settings& settings) {
     for (std::string_view rest = own; !rest.empty();) {
         const Line line = TakeLine(rest);
         const std::string keyword(line.keyword);
-        if (!keyword.empty() && keyword != USER_KEYWORD && ValuesOf(over, keyword).empty()) {
+        if (keyword != USER_KEYWORD && (keyword.empty() || ValuesOf(over, keyword).empty())) {
             result.text.append(line.whole).append("\n");
         }
     }

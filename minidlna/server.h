@@ -1,6 +1,9 @@
 // The media server as the pages know it: its settings, its clients and its state, over a running minidlnad.
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "minidlna/access.h"
 #include "minidlna/clients.h"
 #include "minidlna/configuration.h"
@@ -44,5 +47,5 @@ class Server {
     Configuration configuration_;
     StatusPage page_;
     Clock::time_point nextLook_;
-    std::string published_;  // the address
+    std::optional<std::string> published_;  // the address
 };
