@@ -23,7 +23,7 @@ lay_out() {
   local new=$root.new
   rm -rf "$root" "$new"
   cp -R "$demo/root" "$new"
-  mkdir -p "$new/var/run" "$new/var/cache/minidlna" "$new/$package/sbin" "$new/$package/web"
+  mkdir -p "$new/var/run" "$new/var/cache/minidlna" "$new/$package/sbin" "$new/$package/share/mediaserv"
   ln -s "$build/minidlna/dms" "$new/$package/sbin/dms"
   "$demo/media.sh" "$new/volume1"
   find "$new" \( -name '*.sh' -o -name '*.conf' \) -exec \

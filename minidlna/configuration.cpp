@@ -9,6 +9,7 @@
 namespace {
 
 constexpr int DEFAULT_PORT = 8200;
+constexpr int LAST_PORT = 65535;
 constexpr char DEFAULT_DATABASE[] = "/var/cache/minidlna";
 
 // minidlnad announces every so many seconds and lets an announcement expire after twice that and 10 seconds.
@@ -148,9 +149,9 @@ Configuration Compose(const std::string& own, const Settings& settings) {
         result.database = DEFAULT_DATABASE;
         result.text += "db_dir=" + result.database + "\n";
     }
-    result.port = atoi(FirstOf(ValuesOf(own, "port")).c_str());
-    if (result.port <= 0 || result.port > 65535) {
-        result.port = DEFAULT_PORT;
+    const long port = strtol(FirstOf(ValuesOf(own, "port")).c_str(), nullptr, 10);
+    result.port = port > 0 && port <= LAST_PORT ? static_cast<int>(port) : DEFAULT_PORT;
+    if (result.port != port) {
         result.text += "port=" + std::to_string(DEFAULT_PORT) + "\n";
     }
     result.interface = FirstOf(ValuesOf(result.text, "network_interface"));

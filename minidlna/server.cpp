@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
+#include <vector>
 
 #include "minidlna/interface_address.h"
 #include "platform/file_io.h"
@@ -16,7 +18,7 @@ using std::chrono::seconds;
 
 // How often minidlnad is asked for its state: its answer costs it little, but it wakes up.
 constexpr seconds LOOK_TIME(10);
-constexpr seconds BUSY_LOOK_TIME(2);  // while it scans, or has just begun
+constexpr seconds BUSY_LOOK_TIME(2);  // while it scans, or doesn't answer
 
 }  // namespace
 
@@ -78,16 +80,26 @@ void Server::TakeBackClients() {
 
 void Server::WriteClients() {
     LookAtStatus();
+    MergeClients();
+}
+
+void Server::MergeClients() {
     clients_.Merge(page_.clients);
     ApplyAccess();
 }
 
-void Server::LookAtStatus() {
+// New clients are stored as soon as they are seen: minidlnad forgets them when it starts anew.
+bool Server::LookAtStatus() {
     StatusPage page;
-    if (keeper_.Child() > 0 && FetchStatusPage(configuration_.port, page)) {
-        page_ = page;
+    const bool answered = keeper_.Child() > 0 && FetchStatusPage(configuration_.port, page);
+    if (answered) {
+        std::swap(page_, page);
+        if (!page_.clients.empty() && page_.clients != page.clients) {
+            MergeClients();
+        }
     }
     statusFile_.Update(keeper_.RunningSince(), page_);
+    return answered && !page_.scanning;
 }
 
 bool Server::Step() {
@@ -95,8 +107,7 @@ bool Server::Step() {
     const Clock::time_point now = Clock::now();
     if (now >= nextLook_) {
         PublishAddress();
-        LookAtStatus();
-        nextLook_ = now + LOOK_TIME;
+        nextLook_ = now + (LookAtStatus() ? LOOK_TIME : BUSY_LOOK_TIME);
     }
     return !keeper_.GaveUp();
 }

@@ -32,7 +32,8 @@ class Server {
     void Stop();
 
   private:
-    void LookAtStatus();
+    bool LookAtStatus();  // false while it had better look again soon
+    void MergeClients();
     void PublishAddress();
     void ApplyAccess();
 

@@ -9,7 +9,7 @@
 #include "minidlna/dms_log.h"
 #include "minidlna/status_page.h"
 
-constexpr char STATUS_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/target/web/status.json";
+constexpr char STATUS_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/target/share/mediaserv/status.json";
 
 class StatusFile {
   public:

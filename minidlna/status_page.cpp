@@ -65,7 +65,7 @@ void TakeRow(const Row& row, StatusPage& page) {
     if (row.size() == 2) {
         for (const CountRow& kind : COUNTS) {
             if (row[0] == kind.title) {
-                page.*kind.count = atol(row[1].c_str());
+                page.*kind.count = strtol(row[1].c_str(), nullptr, 10);
             }
         }
     }

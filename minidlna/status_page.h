@@ -8,6 +8,8 @@ struct PageClient {
     std::string type;  // "Samsung Series [Q]"
     std::string ip;
     std::string mac;  // "02:00:5E:10:00:01"
+
+    bool operator==(const PageClient& other) const = default;
 };
 
 struct StatusPage {

@@ -27,6 +27,6 @@ tools=build/lint/node_modules/.bin
 
 # The flags are GCC's; clang must not stumble over a warning that it lacks.
 cmake --preset dev -DCMAKE_COMPILE_WARNING_AS_ERROR=ON >/dev/null
-printf '%s\0' "${cpp[@]}" | grep -z '^\(src\|demo\)/.*\.cpp$' |
+printf '%s\0' "${cpp[@]}" | grep -z '^\(src\|minidlna\)/.*\.cpp$' |
   xargs -0 -n 4 -P 2 clang-tidy --quiet -p build/dev --extra-arg=-Wno-unknown-warning-option 2> >(grep -v 'warnings generated' >&2)
 echo "lint: clean"

@@ -145,7 +145,7 @@ def restart():
 
 
 def status():
-    return json.loads((PACKAGE / "target/web/status.json").read_text())
+    return json.loads((PACKAGE / "target/share/mediaserv/status.json").read_text())
 
 
 class SettingsTest(unittest.TestCase):
@@ -207,10 +207,10 @@ class SettingsTest(unittest.TestCase):
         expected = {"audio": 3, "video": 1, "images": 6, "clients": 0, "scanning": False}
         self.assertTrue(eventually(lambda: expected.items() <= status().items()), status())
         self.assertLess(time.time() - status()["running_since"], 60)
-        written = (PACKAGE / "target/web/status.json").stat().st_mtime_ns
+        written = (PACKAGE / "target/share/mediaserv/status.json").stat().st_mtime_ns
         os.kill(daemon(), signal.SIGCONT)
         time.sleep(1)
-        self.assertEqual((PACKAGE / "target/web/status.json").stat().st_mtime_ns, written)
+        self.assertEqual((PACKAGE / "target/share/mediaserv/status.json").stat().st_mtime_ns, written)
 
     def test_clearing_the_clients(self):
         self.assertEqual(box.post("clearClientList")["ClientList"], [])

@@ -7,7 +7,7 @@ DMS=@ROOT@/var/packages/Dalmira/target/sbin/dms
 
 # Prints the daemon's process number. The file alone proves nothing, it may be left over; but a running daemon locks it.
 running() {
-  [ -e "$PID_FILE" ] && ! flock -n "$PID_FILE" true && cat "$PID_FILE"
+  [ -e "$PID_FILE" ] && ! flock -n "$PID_FILE" true && cat "$PID_FILE" 2>/dev/null
 }
 
 start() {
