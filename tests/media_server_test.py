@@ -131,7 +131,8 @@ def daemon():
 
 def child():
     """The process minidlnad; 0 while there is none."""
-    found = subprocess.run(["pgrep", "--parent", str(daemon())], capture_output=True, text=True).stdout.split()
+    command = ["pgrep", "--runstates", "DRST", "--parent", str(daemon())]  # not one that has just ended
+    found = subprocess.run(command, capture_output=True, text=True).stdout.split()
     return int(found[0]) if found else 0
 
 
