@@ -107,6 +107,8 @@ stop_services
 mkdir -p "$root/var/log/lighttpd" # the web server logs there
 rm -rf "$build/demo/www"
 cp -Rs "$(dirname "$demo")/web" "$build/demo/www" # what is changed there is served
+cp -sf "$(dirname "$demo")"/minidlna/{appliance.json,page/*} "$build/demo/www"
+ln -s "$root/$package/share/mediaserv/status.json" "$build/demo/www"
 login=$(<"$build/demo/login")
 socket=$("$demo/postgres.sh" start "$root/$library" 8>&-)
 fill_library "$socket"

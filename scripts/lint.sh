@@ -21,8 +21,8 @@ if ! cmp --silent scripts/lint/package-lock.json build/lint/installed.json; then
   cp scripts/lint/package-lock.json build/lint/installed.json
 fi
 tools=build/lint/node_modules/.bin
-"$tools/eslint" --config build/lint/eslint.config.js web
-"$tools/stylelint" --config build/lint/stylelint.config.js 'web/*.css'
+"$tools/eslint" --config build/lint/eslint.config.js web minidlna/page
+"$tools/stylelint" --config build/lint/stylelint.config.js 'web/*.css' 'minidlna/page/*.css'
 "$tools/html-validate" --config build/lint/html-validate.json web/index.html
 
 # The flags are GCC's; clang must not stumble over a warning that it lacks.

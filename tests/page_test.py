@@ -186,6 +186,24 @@ class PageTest(unittest.TestCase):
         b.wait_text(".save-message", "Saved")
         self.assertEqual((ETC / "menu_simple.xml").read_bytes(), b"<menu>\r\n</menu>\r\n")
 
+    def test_what_the_media_server_adds(self):
+        b, folder = self.browser, BUILD / "demo/www"
+        error = {"running_since": None, "audio": 0, "video": 0, "images": 0, "scanning": True, "clients": 0,
+                 "last_error": {"time": 1, "text": HOSTILE[0]}}
+        with moved_away(folder / "appliance.json", lambda path: path.symlink_to(SOURCE / "minidlna/appliance.json")):
+            b.open("media")
+            b.wait_text(".server-status", "3 audio, 1 video, 6 pictures")
+            self.assertRegex(b.text(".server-status"), r"^Running since .*20\d\d.*Clients: 0$")
+            self.assertFalse(b.find("[data-field=flactranscoding] input").is_enabled())
+            self.assertIn("converts nothing", b.text("[data-field=flactranscoding]"))
+            with moved_away(folder / "status.json", lambda path: path.write_text(json.dumps(error))):
+                b.open("logs")
+                b.wait_text(".server-status", HOSTILE[0])
+                self.assertIn("Not running", b.text(".server-status"))
+            with moved_away(folder / "status.json", lambda path: path.write_text("")):
+                b.open("logs")
+                self.assertFalse(b.find(".server-status").is_displayed())
+
     def test_xml_is_judged_as_by_another_parser(self):
         b, script = self.browser, """
             const [texts, done] = arguments;

@@ -89,4 +89,5 @@ document.body.classList.add('ready');
 history.replaceState({ position }, '');
 window.addEventListener('popstate', followAddress);
 window.addEventListener('beforeunload', (event) => frame.isChanged() && event.preventDefault());
+if (appliance.status) import('./status.js');
 await show(sectionOfAddress());

@@ -15,6 +15,7 @@ export async function readAppliance() {
 		return;
 	}
 	const listed = (member) => (Array.isArray(file?.[member]) ? file[member] : []);
+	appliance.status = file?.status === true; // there is a status.js
 	appliance.name = isText(file?.name) ? file.name : '';
 	appliance.languages = listed('languages').filter((entry) => isText(entry?.code) && isText(entry?.name));
 	appliance.menuStyles = listed('menu_styles').filter(isText);
