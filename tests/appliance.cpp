@@ -106,6 +106,17 @@ Answer RunProgram(const std::string& program, const Request& request) {
     int out[2];
     int err[2];
     EXPECT_TRUE(pipe2(out, O_CLOEXEC) == 0 && pipe2(err, O_CLOEXEC) == 0);
+    // Made before the fork: of a process with threads a child may find the allocator locked for ever.
+    Strings variables;
+    for (const auto& [name, value] : request.environment) {
+        variables.push_back(name + "=" + value);
+    }
+    std::vector<char*> environment;
+    for (std::string& variable : variables) {
+        environment.push_back(variable.data());
+    }
+    environment.push_back(nullptr);
+    char* const arguments[] = {const_cast<char*>(program.c_str()), nullptr};
     const auto start = std::chrono::steady_clock::now();
     const pid_t child = fork();
     if (child == 0) {
@@ -113,12 +124,8 @@ Answer RunProgram(const std::string& program, const Request& request) {
         close(fileno(input.get()));
         dup2(out[1], STDOUT_FILENO);
         dup2(err[1], STDERR_FILENO);
-        clearenv();
-        for (const auto& [name, value] : request.environment) {
-            setenv(name.c_str(), value.c_str(), 1);
-        }
         request.beforeExec();
-        execl(program.c_str(), program.c_str(), nullptr);
+        execve(arguments[0], arguments, environment.data());
         _exit(127);
     }
     close(out[1]);
