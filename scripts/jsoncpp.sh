@@ -1,13 +1,16 @@
 #!/usr/bin/env bash
 # Makes build/jsoncpp/libjsoncpp-VERSION.a of the installed headers' version: Debian has it as a source package alone.
+#   jsoncpp.sh [TRIPLET SYSROOT]    for another architecture: build/jsoncpp-TRIPLET/..., by its cross compiler
 # Does nothing when it is there. Where it can't be made, one line says why and the builds take the shared library.
 # apt works with the host's own sources and keys, but with lists and a cache below build/: the host stays as it is.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
-archive=$PWD/build/jsoncpp
-work=$PWD/build/jsoncpp.new
-log=$PWD/build/jsoncpp.log
+archive=$PWD/build/jsoncpp${1:+-$1}
+work=$archive.new
+log=$archive.log
+options=()
+(($# < 2)) || options=(--toolchain "$PWD/packaging/cross.cmake" -DTRIPLET="$1" -DSYSROOT="$2")
 
 give_up() {
   echo "No archive of jsoncpp, its shared library is used: $1" >&2
@@ -57,7 +60,7 @@ fetch() {
 # The sources name <iostream> and use none of its objects; a start would make them all, and the locale with them.
 build() {
   sed -i '/#include <iostream>/d' "$1"/src/lib_json/*.cpp
-  cmake -S . -B "$work/tree" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMEDIASERV_JSONCPP_SOURCE="$1" &&
+  cmake -S . -B "$work/tree" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMEDIASERV_JSONCPP_SOURCE="$1" "${options[@]}" &&
     cmake --build "$work/tree" -- --quiet
 }
 

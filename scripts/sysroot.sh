@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# Makes build/sysroot/ARCHITECTURE, what programs of another kind are built against and run in: sysroot.sh ARCHITECTURE
+# Libraries are those of the release without its updates: what is built with them runs on every state of it. Nothing of
+# the host changes.
+set -euo pipefail
+cd "$(dirname "$(readlink -f "$0")")/.."
+
+readonly includes=libc6-dev,libjsoncpp-dev,libcgicc-dev,libpq-dev,libcurl4-openssl-dev,libxml2-dev,libnftables-dev
+architecture=$1
+sysroot=$PWD/build/sysroot/$architecture
+new=$sysroot.new
+
+[[ -f $sysroot/includes && $(<"$sysroot/includes") == "$includes" ]] && exit 0
+scripts/packages.sh package "cross_$architecture"
+echo "Making a system root of $architecture" >&2
+rm -rf "$new" "$sysroot"
+mkdir -p "${sysroot%/*}"
+apt-get indextargets --format "deb \$(REPO_URI) \$(RELEASE) \$(COMPONENT)" 'Created-By: Packages' 'Origin: Debian' \
+  'Codename: bookworm' | sort -u |
+  mmdebstrap --quiet --variant=extract --architectures="$architecture" --include="$includes" --skip=cleanup/apt \
+    bookworm "$new" -
+
+# dpkg-shlibdeps takes versions from a folder DEBIAN above the libraries that it finds.
+mkdir "$new/DEBIAN"
+for deb in "$new"/var/cache/apt/archives/*.deb; do
+  for list in symbols shlibs; do
+    dpkg-deb --ctrl-tarfile "$deb" | tar xO "./$list" 2>/dev/null >>"$new/DEBIAN/$list" || true
+  done
+done
+rm -rf "$new/var" "$new/dev" "$new/usr/share/doc" "$new/usr/share/man"
+echo "$includes" >"$new/includes"
+mv "$new" "$sysroot"
