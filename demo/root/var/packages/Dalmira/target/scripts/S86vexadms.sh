@@ -2,6 +2,11 @@
 # Starts and stops the media server daemon: S86vexadms.sh start|stop|restart
 set -eu
 
+# Under systemd the daemon belongs to its unit, which runs this with DMS_UNIT set.
+if [ -z "${DMS_UNIT-}" ] && [ -d /run/systemd/system ] && [ -e @ROOT@/lib/systemd/system/dms.service ]; then
+  exec systemctl "${1-}" dms.service
+fi
+
 PID_FILE=@ROOT@/var/run/dms.pid
 DMS=@ROOT@/var/packages/Dalmira/target/sbin/dms
 
