@@ -17,7 +17,7 @@ build_in() {
       --toolchain "$source/packaging/cross.cmake")
   fi
   rm -rf "$folder/deb"
-  cmake --preset release -S "$source" -B "$folder" -DMEDIASERV_PACKAGES=ON -DMEDIASERV_ARCHITECTURE="$architecture" \
+  cmake --preset release -S "$source" -B "$folder" -DMEDIASERV_PACKAGES=ON -DMEDIASERV_MINIDLNA=ON -DMEDIASERV_ARCHITECTURE="$architecture" \
     -DCMAKE_COMPILE_WARNING_AS_ERROR=ON -DCMAKE_INSTALL_PREFIX=/var/packages/Dalmira/target "${options[@]}" >/dev/null
   cmake --build "$folder" -- --quiet
   DEB_HOST_ARCH=$architecture cpack --config "$folder/CPackConfig.cmake" -B "$folder/deb" >"$folder/cpack.log" 2>&1 ||
