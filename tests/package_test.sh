@@ -45,6 +45,6 @@ fi
   mount -t proc proc "$root/proc"
   ip link set lo up
   ip address add 192.0.2.1/32 dev lo
-  trap "umount -R \"$root/dev\" \"$root/proc\"; rm -rf --one-file-system \"$root\"" EXIT
+  trap "umount --lazy --recursive \"$root/dev\" \"$root/proc\"; rm -rf --one-file-system \"$root\"" EXIT
   env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive chroot "$root" /debs/machine.sh
 ' package_test "$folder" "$folder/$contents.tar" "$own" "$source"

@@ -35,7 +35,7 @@ install() { apt-get -qq -o Dpkg::Use-Pty=0 install "$@" 2>&1; }
 repack() {
   rm -rf old
   dpkg-deb -R "$1" old
-  sed -i "s/^Version: .*/Version: $2/" old/DEBIAN/control
+  sed -i "s/^Version: .*/Version: $2/; s/(= [^)]*)/(= $2)/" old/DEBIAN/control
   dpkg-deb -Zgzip -b old "old_$1" >/dev/null
   rm -rf old
 }
@@ -60,6 +60,16 @@ uses() {
   hold 'all nineteen actions' test "$count" = 19
 }
 
+# By whom the media server's port is served: minidlna's own service, or dms.
+served_by() {
+  local own=/run/minidlna/minidlna.pid
+  hold "media is served by $1" answers 200 --retry 20 --retry-delay 1 --retry-connrefused http://127.0.0.1:8200/
+  case $1 in
+    minidlna) hold 'not by dms' test -e "$own" -a ! -e /run/dms.pid ;;
+    dms) hold 'not by minidlna' test ! -e "$own" -a -e /run/dms.pid ;;
+  esac
+}
+
 kept() {
   hold "settings are kept, $1" matches "$(act load_browsing_page)" '"musicdisplayinfo":"artist"'
   hold "the page is served, $1" answers 200 "${login[@]}" "$page"
@@ -70,6 +80,8 @@ rm -rf /var/lib/apt/lists/* && mkdir -p /var/lib/apt/lists/partial
 printf '#!/bin/sh\n' >/usr/sbin/policy-rc.d # without an init system services start only where a policy lets them
 chmod +x /usr/sbin/policy-rc.d
 service lighttpd start
+service minidlna start
+served_by minidlna
 hold 'the web server' answers 404 http://127.0.0.1/other
 packages=(*.deb)
 for deb in "${packages[@]}"; do repack "$deb" 0.9; done
@@ -77,17 +89,21 @@ files >/debs/before
 
 echo "== installing the version before"
 hold 'installed' install "${packages[@]/#//debs/old_}"
+((failures == 0)) || exit 1
+served_by dms
 uses
 certificate=$(md5sum </etc/mediaserv/tls.pem)
 
 echo "== upgrading"
 hold 'upgraded' install "${packages[@]/#//debs/}"
 kept 'after the upgrade'
+served_by dms
 
 echo "== removing"
 names=()
 for deb in "${packages[@]}"; do names+=("$(dpkg-deb -f "$deb" Package)"); done
 hold 'removed' apt-get -qq remove "${names[@]}"
+served_by minidlna
 hold 'the page has gone' answers 404 "$page"
 hold 'the settings stay' grep -q artist "$settings/dmsinfo.conf"
 hold 'the users stay' grep -q '^root:\$6\$' /etc/mediaserv.users
@@ -111,5 +127,6 @@ hold 'purged' apt-get -qq purge "${names[@]}"
 files >/debs/after
 hold 'no trace again' diff /debs/before /debs/after
 
+service minidlna stop
 service lighttpd stop
 exit $((failures > 0))
