@@ -14,7 +14,7 @@ build_in() {
   local folder=$1 source=$2 architecture=$3 options=()
   if [[ $architecture != "$own" ]]; then
     options=(-DTRIPLET="${triplets[$architecture]}" -DSYSROOT="$PWD/build/sysroot/$architecture"
-      --toolchain "$source/packaging/cross.cmake")
+      --no-warn-unused-cli --toolchain "$source/packaging/cross.cmake")
   fi
   rm -rf "$folder/deb"
   cmake --preset release -S "$source" -B "$folder" -DMEDIASERV_PACKAGES=ON -DMEDIASERV_MINIDLNA=ON -DMEDIASERV_ARCHITECTURE="$architecture" \

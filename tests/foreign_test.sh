@@ -15,7 +15,7 @@ for architecture in "${@:2}"; do
   scripts/sysroot.sh "$architecture"
   scripts/jsoncpp.sh "${triplets[$architecture]}" "$sysroot"
   cmake --preset release -B "$folder" -DMEDIASERV_ROOT="$tree/root" -DCMAKE_COMPILE_WARNING_AS_ERROR=ON \
-    -DTRIPLET="${triplets[$architecture]}" -DSYSROOT="$sysroot" --toolchain packaging/cross.cmake >/dev/null
+    -DTRIPLET="${triplets[$architecture]}" -DSYSROOT="$sysroot" --no-warn-unused-cli --toolchain packaging/cross.cmake >/dev/null
   cmake --build "$folder" --target mediaserv -- --quiet
   printf '#!/bin/sh\nexec %s -L %s %s/mediaserv "$@"\n' "$(type -P "${emulators[$architecture]}")" "$sysroot" "$folder" \
     >"$folder/emulated"
