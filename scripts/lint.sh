@@ -6,7 +6,8 @@ cd "$(dirname "$(readlink -f "$0")")/.."
 
 scripts/packages.sh build lint
 mapfile -t cpp < <(git ls-files '*.cpp' '*.h')
-mapfile -t shell < <(git ls-files '*.sh' run test .ci/run bench/run)
+mapfile -t shell < <(git ls-files '*.sh' run test .ci/run bench/run 'packaging/*/p*' 'packaging/files/*.init' \
+  packaging/files/mediaserv-user)
 clang-format --dry-run --Werror "${cpp[@]}"
 shellcheck "${shell[@]}"
 mapfile -t python < <(git ls-files '*.py')

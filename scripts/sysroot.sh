@@ -14,11 +14,11 @@ new=$sysroot.new
 scripts/packages.sh package "cross_$architecture"
 echo "Making a system root of $architecture" >&2
 rm -rf "$new" "$sysroot"
-mkdir -p "${sysroot%/*}"
+mkdir -p "$new"
 apt-get indextargets --format "deb \$(REPO_URI) \$(RELEASE) \$(COMPONENT)" 'Created-By: Packages' 'Origin: Debian' \
   'Codename: bookworm' | sort -u |
-  mmdebstrap --quiet --variant=extract --architectures="$architecture" --include="$includes" --skip=cleanup/apt \
-    bookworm "$new" -
+  mmdebstrap --quiet --mode=chrootless --variant=extract --architectures="$architecture" --include="$includes" \
+    --skip=cleanup/apt --format=tar bookworm - - | tar x -C "$new" --exclude='./dev'
 
 # dpkg-shlibdeps takes versions from a folder DEBIAN above the libraries that it finds.
 mkdir "$new/DEBIAN"
@@ -27,6 +27,6 @@ for deb in "$new"/var/cache/apt/archives/*.deb; do
     dpkg-deb --ctrl-tarfile "$deb" | tar xO "./$list" 2>/dev/null >>"$new/DEBIAN/$list" || true
   done
 done
-rm -rf "$new/var" "$new/dev" "$new/usr/share/doc" "$new/usr/share/man"
+rm -rf "${new:?}"/{var,usr/share/doc,usr/share/man}
 echo "$includes" >"$new/includes"
 mv "$new" "$sysroot"

@@ -16,6 +16,7 @@ if ! reason=$("${private[@]}" true 2>&1); then
 fi
 
 "$source/scripts/package.sh"
+lintian --fail-on error,warning "$source"/build/packages/*_"$own".deb
 mkdir -p "$folder"
 if [[ ! -f $folder/$contents.tar ]]; then
   echo "Making a root of Debian" >&2
@@ -42,6 +43,9 @@ fi
     mount --bind "/dev/$device" "$root/dev/$device"
   done
   ln -s /proc/self/fd "$root/dev/fd"
+  ln -s pts/ptmx "$root/dev/ptmx"
+  mkdir "$root/dev/pts"
+  mount -t devpts -o newinstance,ptmxmode=0666 devpts "$root/dev/pts"
   mount -t proc proc "$root/proc"
   ip link set lo up
   ip address add 192.0.2.1/32 dev lo

@@ -63,6 +63,9 @@ check 'stack protector' shows --dyn-syms __stack_chk_fail
 check 'fortified' shows --dyn-syms '_chk@'
 check 'no library beyond those of the floor' needs_only_the_floor
 check 'serves nobody without a login' test -z "$(env -i "$program")"
+check 'tells its version' grep -qxE 'mediaserv [0-9.]+' <("$program" --version)
+check 'but not in CGI use' test -z "$(REQUEST_METHOD=POST "$program" --version)$(GATEWAY_INTERFACE=CGI/1.1 "$program" --version)"
+check 'nor by other arguments' test -z "$("$program" --version x)$("$program" -v)"
 check 'starts fast' starts_fast
 check 'one C++ runtime without a database server' one_runtime "$PWD/nowhere" '"collections":\[\]'
 trap stop_server EXIT

@@ -1,5 +1,6 @@
 #!/bin/bash
 # A machine with lighttpd of its own gets the packages: run as root in a throw-away root, without a network.
+# shellcheck disable=SC2317 # most functions are called by hold
 set -uo pipefail
 cd "$(dirname "$(readlink -f "$0")")" || exit
 
@@ -40,9 +41,26 @@ repack() {
   rm -rf old
 }
 
-uses() {
+refuses() { ! "$@" 2>/dev/null; }
+users() {
+  local script='mediaserv-user eve'
   hold 'nobody gets in at first' answers 401 "${login[@]}" "$page"
+  hold 'a name with a colon' refuses mediaserv-user 'a:b' <<<secret
+  hold 'a name with a line feed' refuses mediaserv-user $'a\nb' <<<secret
+  hold 'no password' refuses mediaserv-user root </dev/null
+  hold 'nobody to take away' refuses mediaserv-user --delete root
+  hold 'no file yet' test ! -e /etc/mediaserv.users
+  echo wrong | mediaserv-user root
   echo secret | mediaserv-user root
+  hold 'asked on a terminal' matches "$( (sleep 1; echo other; sleep 1; echo other) | script -qec "$script" /dev/null)" 'Again:'
+  hold 'let in from the terminal' answers 200 --user eve:other "$page"
+  hold 'no password is shown' test "$(stat -c '%a %U' /etc/mediaserv.users)" = '600 root'
+  mediaserv-user --delete eve
+  hold 'taken away' answers 401 --user eve:other "$page"
+}
+
+uses() {
+  users
   hold 'the page' matches "$(curl --silent "${login[@]}" "$page")" 'app\.js'
   hold 'not without a password' answers 401 "$page"
   hold 'nor with a wrong one' answers 401 --user root:wrong "$page"
@@ -106,7 +124,7 @@ hold 'removed' apt-get -qq remove "${names[@]}"
 served_by minidlna
 hold 'the page has gone' answers 404 "$page"
 hold 'the settings stay' grep -q artist "$settings/dmsinfo.conf"
-hold 'the users stay' grep -q '^root:\$6\$' /etc/mediaserv.users
+hold 'the users stay' grep -q '^root:.6.' /etc/mediaserv.users
 
 echo "== coming back"
 hold 'installed again' install "${packages[@]/#//debs/}"
