@@ -10,20 +10,22 @@ packages=$PWD/build/packages
 declare -A triplets=([amd64]=x86_64-linux-gnu [arm64]=aarch64-linux-gnu [armhf]=arm-linux-gnueabihf)
 
 # build_in FOLDER SOURCE ARCHITECTURE: leaves the packages in FOLDER/deb.
-build_in() {
-  local folder=$1 source=$2 architecture=$3 options=()
+build_in() (
+  umask 022 # folders get their modes from it
+  folder=$1 source=$2 architecture=$3 options=()
   if [[ $architecture != "$own" ]]; then
     options=(-DTRIPLET="${triplets[$architecture]}" -DSYSROOT="$PWD/build/sysroot/$architecture"
       --no-warn-unused-cli --toolchain "$source/packaging/cross.cmake")
   fi
   rm -rf "$folder/deb"
-  cmake --preset release -S "$source" -B "$folder" -DMEDIASERV_PACKAGES=ON -DMEDIASERV_MINIDLNA=ON -DMEDIASERV_ARCHITECTURE="$architecture" \
-    -DCMAKE_COMPILE_WARNING_AS_ERROR=ON -DCMAKE_INSTALL_PREFIX=/var/packages/Dalmira/target "${options[@]}" >/dev/null
+  cmake --preset release -S "$source" -B "$folder" -DMEDIASERV_PACKAGES=ON -DMEDIASERV_MINIDLNA=ON \
+    -DMEDIASERV_ARCHITECTURE="$architecture" -DCMAKE_INSTALL_PREFIX=/var/packages/Dalmira/target \
+    -DCMAKE_COMPILE_WARNING_AS_ERROR=ON "${options[@]}" >/dev/null
   cmake --build "$folder" -- --quiet
   DEB_HOST_ARCH=$architecture cpack --config "$folder/CPackConfig.cmake" -B "$folder/deb" >"$folder/cpack.log" 2>&1 ||
     { cat "$folder/cpack.log" >&2 && return 1; }
   rm -rf "$folder/deb/_CPack_Packages"
-}
+)
 
 # The same sources at another place, built by a user with other habits.
 check() {
