@@ -145,6 +145,20 @@ hold 'purged' apt-get -qq purge "${names[@]}"
 files >/debs/after
 hold 'no trace again' diff /debs/before /debs/after
 
+echo "== a web server with TLS of its own"
+openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=own -keyout key -out crt 2>/dev/null
+cat key crt >/etc/lighttpd/server.pem
+lighty-enable-mod ssl
+service lighttpd restart
+hold 'installed' matches "$(install "${packages[@]/#//debs/}")" 'https is set up already'
+echo secret | mediaserv-user root
+hold 'its certificate stays' matches "$(curl --silent --verbose --insecure https://192.0.2.1/ 2>&1)" 'CN=own'
+hold 'the page by its https' answers 200 "${login[@]}" https://192.0.2.1/mediaserv/
+hold 'the administrator disables it' lighty-disable-mod mediaserv
+service lighttpd restart
+hold 'installed anew' install --reinstall "${packages[@]/#//debs/}"
+hold 'it stays disabled' answers 404 "$page"
+
 service minidlna stop
 service lighttpd stop
 exit $((failures > 0))
