@@ -62,6 +62,8 @@ users() {
 uses() {
   users
   hold 'the page' matches "$(curl --silent "${login[@]}" "$page")" 'app\.js'
+  hold 'what the media server can do' cmp <(curl --silent "${login[@]}" "${page}appliance.json") /usr/share/mediaserv-minidlna/appliance.json
+  hold 'and its status' matches "$(curl --silent "${login[@]}" "${page}status.json")" '"running_since":[1-9]'
   hold 'not without a password' answers 401 "$page"
   hold 'nor with a wrong one' answers 401 --user root:wrong "$page"
   hold 'the program takes no GET' answers 403 "${login[@]}" "$program"
