@@ -54,7 +54,7 @@ users() {
   echo secret | mediaserv-user root
   hold 'asked on a terminal' matches "$( (sleep 1; echo other; sleep 1; echo other) | script -qec "$script" /dev/null)" 'Again:'
   hold 'let in from the terminal' answers 200 --user eve:other "$page"
-  hold 'no password is shown' test "$(stat -c '%a %U' /etc/mediaserv.users)" = '600 root'
+  hold 'only root reads the hashes' test "$(stat -c '%a %U' /etc/mediaserv.users)" = '600 root'
   mediaserv-user --delete eve
   hold 'taken away' answers 401 --user eve:other "$page"
 }
@@ -136,6 +136,7 @@ echo "== purging"
 hold 'purged' apt-get -qq purge "${names[@]}"
 files >/debs/after
 hold 'no trace' diff /debs/before /debs/after
+hold 'no logs and no state' refuses ls -d /var/log/dms.log* /run/dms* /run/mediaserv*
 
 echo "== a web server with a broken configuration"
 echo 'server.modules += (' >/etc/lighttpd/conf-enabled/60-broken.conf
