@@ -7,7 +7,6 @@ declare -A groups=(
   [run]="lighttpd postgresql libpq5 curl procps minidlna gupnp-tools ffmpeg exiv2"
   [test]="libgtest-dev libnss-wrapper nginx fcgiwrap valgrind binutils iproute2 python3 chromium chromium-driver python3-selenium"
   [package]="mmdebstrap uidmap fakeroot lintian"
-  [package]="mmdebstrap uidmap fakeroot lintian"
   [cross_arm64]="g++-aarch64-linux-gnu qemu-user-static"
   [cross_armhf]="g++-arm-linux-gnueabihf qemu-user-static"
   [lint]="clang-format clang-tidy shellcheck pycodestyle pyflakes3"

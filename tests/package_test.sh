@@ -6,7 +6,7 @@ set -euo pipefail
 source=$(dirname "$(dirname "$(readlink -f "$0")")")
 folder=$(realpath -m "$1")
 own=$(dpkg --print-architecture)
-readonly contents=lighttpd,lighttpd-mod-openssl,minidlna,openssl,procps,curl,iproute2,libpq5,libcurl4,libxml2,libnftables1
+readonly contents=lighttpd,lighttpd-mod-openssl,minidlna,openssl,procps,curl,iproute2,libpq5,libjsoncpp25,libcurl4,libxml2,libnftables1
 private=(unshare --mount --net --pid --fork --kill-child)
 
 ((EUID == 0)) || private+=(--map-root-user --map-auto)
