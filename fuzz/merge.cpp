@@ -12,20 +12,14 @@
 
 namespace {
 
-constexpr char LIST[] = "ClientList";
-constexpr char ADDRESS[] = "macAddr";
-constexpr char PROFILE[] = "profileName";
-constexpr char SELECTED[] = "profileName_UserSelected";
-constexpr char ACCESS[] = "isAccess";
-
 // The changes as the document says them.
 std::vector<ClientChange> Expected(const Json::Value& document) {
     std::vector<ClientChange> changes;
     for (const Json::Value& change : document) {
-        if (document.isArray() && change.isObject() && change[ADDRESS].isString() &&
+        if (document.isArray() && change.isObject() && change[MAC_ADDRESS].isString() &&
             change[PROFILE].isString() && change[ACCESS].isBool()) {
             changes.push_back(
-                {change[ADDRESS].asString(), change[PROFILE].asString(), change[ACCESS].asBool()});
+                {change[MAC_ADDRESS].asString(), change[PROFILE].asString(), change[ACCESS].asBool()});
         }
     }
     return changes;
@@ -40,10 +34,10 @@ void TakeBack(const Json::Value& stored, const std::vector<ClientChange>& change
     Json::Value expected = stored;
     bool named = false;
     for (const ClientChange& change : changes) {
-        if (stored[ADDRESS] == change.macAddress) {
+        if (stored[MAC_ADDRESS] == change.macAddress) {
             const Json::Value& old = expected[PROFILE];
             if (!old.isConvertibleTo(Json::stringValue) || old.asString() != change.profile) {
-                expected[SELECTED] = change.profile;
+                expected[USER_PROFILE] = change.profile;
             }
             expected[PROFILE] = change.profile;
             expected[ACCESS] = change.access;
@@ -55,7 +49,7 @@ void TakeBack(const Json::Value& stored, const std::vector<ClientChange>& change
     }
     Require(client == expected,
             "a client's changes count in their order, and a new profile is a selected one");
-    for (const char* name : {PROFILE, SELECTED, ACCESS}) {
+    for (const char* name : {PROFILE, USER_PROFILE, ACCESS}) {
         if (stored.isMember(name)) {
             client[name].copyPayload(stored[name]);
         } else {
@@ -79,15 +73,15 @@ void Try(std::string_view input) {
     Require(std::ranges::equal(changes, Expected(sent), IsSame),
             "changes are read as the document says them");
     const Json::Value stored = document;
-    if (MergeClientChanges(changes, document) && stored.isMember(LIST)) {
+    if (MergeClientChanges(changes, document) && stored.isMember(CLIENTS)) {
         const std::string merged = FormatJsonFile(document);
         Require(MergeClientChanges(changes, document) && FormatJsonFile(document) == merged,
                 "a merge repeated changes nothing");
         std::set<Json::Value> met;
-        for (Json::ArrayIndex i = 0; i < stored[LIST].size(); ++i) {
-            const Json::Value& client = stored[LIST][i];
-            if (met.insert(client[ADDRESS]).second) {
-                TakeBack(client, changes, document[LIST][i]);
+        for (Json::ArrayIndex i = 0; i < stored[CLIENTS].size(); ++i) {
+            const Json::Value& client = stored[CLIENTS][i];
+            if (met.insert(client[MAC_ADDRESS]).second) {
+                TakeBack(client, changes, document[CLIENTS][i]);
             }
         }
     }

@@ -10,12 +10,8 @@
 
 namespace {
 
-constexpr char CLIENTS[] = "ClientList";
-constexpr char MAC_ADDRESS[] = "macAddr";
 constexpr char IP_ADDRESS[] = "ip";
 constexpr char NAME[] = "name";
-constexpr char PROFILE[] = "profileName";
-constexpr char ACCESS[] = "isAccess";
 
 constexpr char UNKNOWN_TYPE[] = "Unknown";
 

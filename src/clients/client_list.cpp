@@ -16,12 +16,6 @@
 
 namespace {
 
-constexpr char CLIENTS[] = "ClientList";
-constexpr char MAC_ADDRESS[] = "macAddr";
-constexpr char PROFILE[] = "profileName";
-constexpr char USER_PROFILE[] = "profileName_UserSelected";
-constexpr char ACCESS[] = "isAccess";
-
 constexpr unsigned int SECONDS_TO_START = 3;
 
 // The bytes of a string where it stands in its document.

@@ -12,6 +12,13 @@
 
 constexpr char CLIENT_LIST_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/etc/client_list.json";
 
+// The members that the daemon and these actions share.
+constexpr char CLIENTS[] = "ClientList";
+constexpr char MAC_ADDRESS[] = "macAddr";
+constexpr char PROFILE[] = "profileName";
+constexpr char USER_PROFILE[] = "profileName_UserSelected";
+constexpr char ACCESS[] = "isAccess";
+
 // The profiles that a client can be given, as the package installs them.
 constexpr char PROFILE_LIST_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/target/etc/agent.conf";
 
