@@ -23,6 +23,7 @@ lay_out() {
   local new=$root.new
   rm -rf "$root" "$new"
   cp -R "$demo/root" "$new"
+  cp -R "$source/appliance/." "$new/var/packages/Dalmira"
   mkdir -p "$new/var/run" "$new/var/cache/minidlna" "$new/$package/sbin" "$new/$package/share/mediaserv"
   ln -s "$build/minidlna/dms" "$new/$package/sbin/dms"
   "$demo/media.sh" "$new/volume1"
@@ -69,6 +70,7 @@ answers() {
 }
 
 demo=$(dirname "$(readlink -f "$0")")
+source=$(dirname "$demo")
 build=
 port=8080
 fresh=
@@ -106,8 +108,8 @@ stop_services
 [[ -d $root/$package/sbin && -z $fresh ]] || lay_out
 mkdir -p "$root/var/log/lighttpd" # the web server logs there
 rm -rf "$build/demo/www"
-cp -Rs "$(dirname "$demo")/web" "$build/demo/www" # what is changed there is served
-cp -sf "$(dirname "$demo")"/minidlna/{appliance.json,page/*} "$build/demo/www"
+cp -Rs "$source/web" "$build/demo/www" # what is changed there is served
+cp -sf "$source"/minidlna/{appliance.json,page/*} "$build/demo/www"
 ln -s "$root/$package/share/mediaserv/status.json" "$build/demo/www"
 login=$(<"$build/demo/login")
 socket=$("$demo/postgres.sh" start "$root/$library" 8>&-)
