@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Runs lighttpd and nginx with the snippets of docs/deploying.md as they stand, paths replaced by those of this test.
+# Runs lighttpd and nginx with the files of docs/examples; only their paths are replaced by those of this test.
 # Usage: deploying_test.sh PROGRAM
 set -euo pipefail
 
 program=$(readlink -f "$1")
-page=$(dirname "$(readlink -f "$0")")/../web
-document=$(dirname "$(readlink -f "$0")")/../docs/deploying.md
+source=$(dirname "$(dirname "$(readlink -f "$0")")")
+page=$source/web
 work=$(mktemp -d)
 servers=()
 failures=0
@@ -13,14 +13,12 @@ failures=0
 trap 'kill -- "${servers[@]}" 2>/dev/null || true; wait; rm -rf "$work"' EXIT
 trap 'exit 1' INT TERM HUP
 
-# The document's code block in the given language.
-snippet() {
-  sed -n "/^\`\`\`$1\$/,/^\`\`\`\$/{/^\`\`\`/d;p}" "$document" |
-    sed "s|/var/packages/Dalmira/target/libexec/cgi-bin/mediaserv|$program|
-         s|/var/packages/Dalmira/target/share/mediaserv/|$page/|
-         s|/etc/mediaserv.users|$work/users|
-         s|/run/fcgiwrap.socket|$work/socket|
-         s|/var/log/lighttpd/|$work/|"
+example() {
+  sed "s|/var/packages/Dalmira/target/libexec/cgi-bin/mediaserv|$program|
+       s|/var/packages/Dalmira/target/share/mediaserv/|$page/|
+       s|/etc/mediaserv.users|$work/users|
+       s|/run/fcgiwrap.socket|$work/socket|
+       s|/var/log/lighttpd/|$work/|" "$source/docs/examples/$1"
 }
 
 free_port() {
@@ -112,7 +110,7 @@ server.bind = "127.0.0.1"
 server.port = $port
 server.document-root = "$work"
 server.upload-dirs = ("$work")
-$(snippet lighttpd)
+$(example lighttpd.conf)
 END
 /usr/sbin/lighttpd -D -f "$work/lighttpd.conf" 2>"$work/lighttpd.log" &
 servers+=($!)
@@ -135,11 +133,11 @@ http {
     scgi_temp_path $work/scgi;
     server {
         listen 127.0.0.1:$port;
-        $(snippet nginx)
+        $(example nginx.conf)
     }
 }
 END
-read -ra fcgiwrap < <(snippet ini | sed -n 's/^ExecStart=\(.\+\)/\1/p')
+read -ra fcgiwrap < <(example fcgiwrap.service.conf | sed -n 's/^ExecStart=\(.\+\)/\1/p')
 setsid "${fcgiwrap[@]}" -s "unix:$work/socket" &
 servers+=("-$!") # with its processes
 /usr/sbin/nginx -e "$work/nginx.log" -c "$work/nginx.conf" 2>"$work/nginx.err" &
