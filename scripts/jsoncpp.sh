@@ -60,7 +60,7 @@ fetch() {
 # The sources name <iostream> and use none of its objects; a start would make them all, and the locale with them.
 build() {
   sed -i '/#include <iostream>/d' "$1"/src/lib_json/*.cpp
-  cmake -S . -B "$work/tree" -G Ninja -DCMAKE_BUILD_TYPE=Release -DMEDIASERV_JSONCPP_SOURCE="$1" "${options[@]}" &&
+  cmake -S scripts/jsoncpp -B "$work/tree" -G Ninja -DCMAKE_BUILD_TYPE=Release -DJSONCPP_SOURCE="$1" "${options[@]}" &&
     cmake --build "$work/tree" -- --quiet
 }
 
