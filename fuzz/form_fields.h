@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "fuzz/target.h"
-#include "platform/form.h"
+#include "platform/cgi/form.h"
 
 using Fields = std::vector<FormField>;
 

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "fuzz/target.h"
-#include "platform/json_reader.h"
-#include "platform/json_writer.h"
+#include "platform/json/json_reader.h"
+#include "platform/json/json_writer.h"
 
 // The reader that says where comments belong; the library calls it deprecated.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fuzz/target.h"
-#include "platform/file_io.h"
+#include "platform/files/file_io.h"
 #include "settings/settings_file.h"
 
 namespace {

@@ -7,8 +7,8 @@
 
 #include "clients/client_list.h"
 #include "fuzz/target.h"
-#include "platform/json_reader.h"
-#include "platform/json_writer.h"
+#include "platform/json/json_reader.h"
+#include "platform/json/json_writer.h"
 
 namespace {
 

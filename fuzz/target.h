@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "platform/scanning.h"
+#include "platform/text/scanning.h"
 
 // Tries one input: each target's own. What must hold of it stands there; libFuzzer bounds time and memory.
 void Try(std::string_view input);

@@ -14,7 +14,7 @@
 #include <cstring>
 
 #include "minidlna/configuration.h"
-#include "platform/processes.h"
+#include "platform/system/processes.h"
 
 namespace {
 

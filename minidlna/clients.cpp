@@ -3,15 +3,12 @@
 #include <unistd.h>
 
 #include "clients/client_list.h"
-#include "clients/json_file.h"
-#include "platform/file_io.h"
-#include "platform/json_reader.h"
-#include "platform/scanning.h"
+#include "platform/files/file_io.h"
+#include "platform/json/json_file.h"
+#include "platform/json/json_reader.h"
+#include "platform/text/scanning.h"
 
 namespace {
-
-constexpr char IP_ADDRESS[] = "ip";
-constexpr char NAME[] = "name";
 
 constexpr char UNKNOWN_TYPE[] = "Unknown";
 
@@ -51,7 +48,7 @@ Json::Value NewClient(const PageClient& met) {
     Json::Value client(Json::objectValue);
     client[MAC_ADDRESS] = met.mac;
     client[IP_ADDRESS] = met.ip;
-    client[NAME] = met.type == UNKNOWN_TYPE ? met.ip : met.type;
+    client[CLIENT_NAME] = met.type == UNKNOWN_TYPE ? met.ip : met.type;
     client[PROFILE] = ProfileOf(met.type);
     client[ACCESS] = true;
     return client;

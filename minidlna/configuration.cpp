@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "platform/scanning.h"
+#include "platform/text/scanning.h"
 
 namespace {
 

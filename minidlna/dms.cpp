@@ -19,7 +19,7 @@
 
 #include "daemon/daemon_control.h"
 #include "minidlna/server.h"
-#include "platform/file_io.h"
+#include "platform/files/file_io.h"
 
 namespace {
 
@@ -62,13 +62,13 @@ bool HandleSignal(int signals, Server& server) {
         return true;
     }
     switch (signal.ssi_signo) {
-        case SIGHUP:
+        case SIGNAL_RELOAD_SETTINGS:
             server.ReadSettings();
             break;
-        case SIGCONT:
+        case SIGNAL_WRITE_CLIENT_LIST:
             server.WriteClients();
             break;
-        case SIGUSR2:
+        case SIGNAL_READ_CLIENT_LIST:
             server.TakeBackClients();
             break;
         case SIGTERM:
@@ -107,7 +107,7 @@ int main() {
     // Blocked from the first moment on: a signal that comes early waits until it is asked for.
     sigset_t set;
     sigemptyset(&set);
-    for (const int number : {SIGHUP, SIGCONT, SIGUSR2, SIGTERM, SIGCHLD}) {
+    for (const int number : {SIGNAL_RELOAD_SETTINGS, SIGNAL_WRITE_CLIENT_LIST, SIGNAL_READ_CLIENT_LIST, SIGTERM, SIGCHLD}) {
         sigaddset(&set, number);
     }
     sigprocmask(SIG_BLOCK, &set, nullptr);

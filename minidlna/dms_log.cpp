@@ -3,8 +3,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "platform/event_log.h"
-#include "platform/file_io.h"
+#include "log/log_paths.h"
+#include "platform/files/file_io.h"
+#include "platform/text/log_text.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ void DmsLog::Write(Level level, const std::string& text) {
     tm local{};
     char head[64];
     const size_t length = strftime(head, sizeof head, "%F %T dms[", localtime_r(&now, &local));
-    const Descriptor file(open(LOG_FILE, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644));
+    const Descriptor file(open(DMS_LOG_FILE, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644));
     if (file.IsOpen()) {
         WriteAll(file.Get(), std::string(head, length) + std::to_string(getpid()) + "] " +
                                  LEVEL_NAMES[static_cast<size_t>(level)] + ": " + EscapeForLog(text) + "\n");

@@ -6,8 +6,6 @@
 #include <ctime>
 #include <string>
 
-constexpr char LOG_FILE[] = APPLIANCE_ROOT "/var/log/dms.log";
-
 // A line is logged when its level is at most the one in the settings; the pages switch the log on with 3.
 enum class Level : long { Off, Error, Warning, Info };
 

@@ -7,8 +7,8 @@
 #include <csignal>
 #include <cstring>
 
-#include "platform/file_io.h"
-#include "platform/file_replacement.h"
+#include "platform/files/file_io.h"
+#include "platform/files/file_replacement.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "minidlna/interface_address.h"
-#include "platform/file_io.h"
-#include "platform/file_replacement.h"
+#include "platform/files/file_io.h"
+#include "platform/files/file_replacement.h"
 #include "settings/network_interfaces.h"
 #include "settings/settings_file.h"
 

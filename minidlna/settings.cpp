@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-#include "platform/file_io.h"
+#include "platform/files/file_io.h"
 #include "settings/settings_file.h"
 
 namespace {
@@ -16,19 +16,12 @@ struct TextRow {
 
 constexpr TextRow TEXTS[] = {
     {NETWORK_KEY, &Settings::interface},
-    {"advrexpire_mediaservice", &Settings::expiry},
-    {"menustyle_mediaservice", &Settings::menuStyle},
-    {"photo_sort_by_mediaservice", &Settings::photoSortBy},
-    {"photo_sort_order_mediaservice", &Settings::photoSortOrder},
-    {"albumart_mediaservice", &Settings::albumArtNames},
+    {EXPIRY_KEY, &Settings::expiry},
+    {MENU_STYLE_KEY, &Settings::menuStyle},
+    {PHOTO_SORT_BY_KEY, &Settings::photoSortBy},
+    {PHOTO_SORT_ORDER_KEY, &Settings::photoSortOrder},
+    {ALBUM_ART_LIST_KEY, &Settings::albumArtNames},
 };
-
-constexpr char OWN_ALBUM_ART_KEY[] = "cmzalbumart_mediaservice";
-constexpr char ACCESS_FOR_ALL_KEY[] = "disable_access_right_mediaservice";
-constexpr char LOG_LEVEL_KEY[] = "loglevel_mediaservice";
-
-// What every key of the file has.
-constexpr char KEY_END[] = "_mediaservice=";
 
 std::string ReadString(const char* key) {
     TextBuffer<256> text;
@@ -52,14 +45,14 @@ bool ReadSettings(Settings& settings) {
     std::string content;
     const bool exists = access(SETTINGS_FILE, F_OK) == 0;
     if (exists && (!ReadFile(SETTINGS_FILE, content) ||
-                   (!content.empty() && content.find(KEY_END) == std::string::npos))) {
+                   (!content.empty() && content.find(KEY_SUFFIX "=") == std::string::npos))) {
         return false;
     }
     for (const TextRow& row : TEXTS) {
         settings.*row.text = ReadString(row.key);
     }
-    settings.ownAlbumArtNames = ReadSwitch(OWN_ALBUM_ART_KEY);
-    settings.accessForAll = ReadSwitch(ACCESS_FOR_ALL_KEY);
+    settings.ownAlbumArtNames = ReadSwitch(CUSTOM_ALBUM_ART_KEY);
+    settings.accessForAll = ReadSwitch(IGNORE_ACCESS_KEY);
     settings.logLevel = ReadLogLevel();
     return true;
 }

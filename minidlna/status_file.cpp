@@ -1,7 +1,7 @@
 #include "minidlna/status_file.h"
 
-#include "platform/file_replacement.h"
-#include "platform/json_writer.h"
+#include "platform/files/file_replacement.h"
+#include "platform/json/json_writer.h"
 
 void StatusFile::Update(std::time_t runningSince, const StatusPage& page) {
     Json::Value status;

@@ -3,7 +3,7 @@
 set -euo pipefail
 
 declare -A groups=(
-  [build]="g++ cmake ninja-build pkg-config libjsoncpp-dev libcgicc-dev libpq-dev dpkg-dev libcurl4-openssl-dev libxml2-dev libnftables-dev"
+  [build]="g++ cmake ninja-build pkg-config libjsoncpp-dev libpq-dev dpkg-dev libcurl4-openssl-dev libxml2-dev libnftables-dev"
   [run]="lighttpd postgresql libpq5 curl procps minidlna gupnp-tools ffmpeg exiv2"
   [test]="libgtest-dev libnss-wrapper nginx fcgiwrap valgrind binutils iproute2 python3 chromium chromium-driver python3-selenium"
   [package]="mmdebstrap uidmap fakeroot lintian"

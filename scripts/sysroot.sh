@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
-readonly includes=libc6-dev,libjsoncpp-dev,libcgicc-dev,libpq-dev,libcurl4-openssl-dev,libxml2-dev,libnftables-dev,libnss-wrapper
+readonly includes=libc6-dev,libjsoncpp-dev,libpq-dev,libcurl4-openssl-dev,libxml2-dev,libnftables-dev,libnss-wrapper
 architecture=$1
 sysroot=$PWD/build/sysroot/$architecture
 new=$sysroot.new

@@ -7,9 +7,9 @@
 #include <filesystem>
 
 #include "mediaserv/media_service_handler.h"
-#include "platform/event_log.h"
-#include "platform/last_error.h"
-#include "platform/processes.h"
+#include "platform/system/last_error.h"
+#include "platform/system/processes.h"
+#include "platform/text/log_text.h"
 #include "tests/appliance.h"
 
 namespace fs = std::filesystem;

@@ -1,6 +1,6 @@
 // Every file that is saved is replaced whole or not at all, and no save is lost: the same for settings, client list,
 // exposed collections and menu templates.
-#include "platform/file_replacement.h"
+#include "platform/files/file_replacement.h"
 
 #include <linux/capability.h>
 #include <sys/file.h>

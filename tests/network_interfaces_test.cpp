@@ -1,5 +1,5 @@
 // The list of network interfaces: those of a network made for the test, and the host's own.
-#include "platform/network.h"
+#include "platform/system/network.h"
 #include "tests/appliance.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "mediaserv/media_service_handler.h"
-#include "platform/last_error.h"
+#include "platform/system/last_error.h"
 #include "tests/appliance.h"
 
 namespace fs = std::filesystem;

@@ -78,16 +78,16 @@ class SettingsPagesTest : public Appliance {
 TEST_F(SettingsPagesTest, EachSettingIsSavedToAndFro) {
     for (const Json::Value& setting : SETTINGS_OF_PAGES) {
         SCOPED_TRACE(setting["field"].asString());
-        const std::string gate = setting["gate"].asString();
+        const std::string enabledBy = setting["enabledBy"].asString();
         Json::Value values;
-        values[gate] = "yes";
+        values[enabledBy] = "yes";
         WriteAll(SETTINGS, File(setting["page"], values));
         for (const Json::ArrayIndex back : {0U, 1U}) {
             const std::string stored = back == 0 ? Written(setting) : setting["stored"].asString();
-            const Fields fields = {{setting["field"].asString(), back == 0 ? Sent(setting) : stored}, {gate, "true"}};
+            const Fields fields = {{setting["field"].asString(), back == 0 ? Sent(setting) : stored}, {enabledBy, "true"}};
             const Request onFullDisk = OnFullDisk(Save(setting["page"], fields));
             const Answer failed = Send(onFullDisk);
-            EXPECT_EQ(failed.body, Error(setting["lines"][back].asInt()));
+            EXPECT_EQ(failed.body, Error(setting["failureNumbers"][back].asInt()));
             EXPECT_EQ(failed.log, Strings{SETTINGS + " can't be saved: File too large"});
             values[setting["field"].asString()] = stored;
             ExpectSaved(setting["page"], fields, File(setting["page"], values),
@@ -112,7 +112,7 @@ TEST_F(SettingsPagesTest, EverythingIsWrittenInOrderUntilOneFails) {
             if (setting["page"] == failing["page"]) {
                 const bool fails = setting == failing && setting.isMember("bytes");
                 fields.emplace_back(setting["field"].asString(), fails ? "9\n" : Sent(setting));
-                body = fails ? Error(setting["lines"][0].asInt()) : body;
+                body = fails ? Error(setting["failureNumbers"][0].asInt()) : body;
                 if (body == SAVED) {
                     written[setting["field"].asString()] = Written(setting);
                     done.push_back(Event(setting, 0, Written(setting)));
@@ -139,7 +139,7 @@ TEST_F(SettingsPagesTest, FieldsFollowTheirRules) {
         WriteAll(SETTINGS, File(save["page"], save["before"]));
         WriteAll(failing, "");
         ExpectSaved(save["page"], ToFields(save["fields"]), File(save["page"], Merged(save["before"], save["after"])),
-            ToStrings(save["done"]), save.isMember("line") ? Error(save["line"].asInt()) : SAVED);
+            ToStrings(save["done"]), save.isMember("failureNumber") ? Error(save["failureNumber"].asInt()) : SAVED);
         std::filesystem::remove(failing);
     }
     WriteAll(ROOT + "/upgrade_fails", "");

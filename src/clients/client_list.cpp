@@ -7,12 +7,12 @@
 #include <unordered_map>
 #include <utility>
 
-#include "clients/json_file.h"
 #include "daemon/daemon_control.h"
 #include "mediaserv/media_service_handler.h"
-#include "platform/file_io.h"
-#include "platform/json_reader.h"
-#include "platform/processes.h"
+#include "platform/files/file_io.h"
+#include "platform/json/json_file.h"
+#include "platform/json/json_reader.h"
+#include "platform/system/processes.h"
 
 namespace {
 
@@ -145,7 +145,7 @@ void MediaServiceHandler::AnswerFile(const char* path) {
 void MediaServiceHandler::SaveClientList() {
     const bool saved = SaveChanges(web_.In("modifiedInfo", nullptr));
     if (saved) {
-        TakeBackClientList();
+        LetDaemonReadClientList();
     }
     WriteSuccess(saved);
 }

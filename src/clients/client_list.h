@@ -19,6 +19,10 @@ constexpr char PROFILE[] = "profileName";
 constexpr char USER_PROFILE[] = "profileName_UserSelected";
 constexpr char ACCESS[] = "isAccess";
 
+// Members that the daemon alone writes and pages show.
+constexpr char IP_ADDRESS[] = "ip";
+constexpr char CLIENT_NAME[] = "name";
+
 // The profiles that a client can be given, as the package installs them.
 constexpr char PROFILE_LIST_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/target/etc/agent.conf";
 

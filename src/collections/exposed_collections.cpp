@@ -9,13 +9,13 @@
 #include <utility>
 #include <vector>
 
-#include "clients/json_file.h"
 #include "collections/login_user.h"
 #include "mediaserv/media_service_handler.h"
-#include "platform/event_log.h"
-#include "platform/file_io.h"
-#include "platform/json_reader.h"
-#include "platform/video_library.h"
+#include "platform/files/file_io.h"
+#include "platform/json/json_file.h"
+#include "platform/json/json_reader.h"
+#include "platform/text/log_text.h"
+#include "platform/video/video_library.h"
 
 namespace {
 

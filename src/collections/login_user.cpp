@@ -3,7 +3,7 @@
 #include <syslog.h>
 
 #include "mediaserv/media_service_handler.h"
-#include "platform/users.h"
+#include "platform/system/users.h"
 
 std::string UserKey(uint32_t uid) { return std::to_string(uid); }
 

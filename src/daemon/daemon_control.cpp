@@ -4,16 +4,14 @@
 
 #include "daemon/events.h"
 #include "mediaserv/media_service_handler.h"
-#include "platform/last_error.h"
-#include "platform/processes.h"
+#include "platform/system/last_error.h"
+#include "platform/system/processes.h"
 
 namespace {
 
-// The shell command that sends the daemon a signal. What it prints and how it ends is nobody's concern.
+// The shell command that sends a signal to the daemon. Its output and its exit status are ignored.
 #define SIGNAL_COMMAND(option) "/bin/kill " option " `/bin/cat " DMS_PID_FILE "` > /dev/null 2>&1"
 
-// SIGCONT on Linux.
-constexpr int SIGNAL_WRITE_CLIENT_LIST = 18;
 constexpr unsigned int SECONDS_TO_WRITE = 1;
 
 int StartAsPackage() {
@@ -33,7 +31,7 @@ void LetDaemonWriteClientList() {
     sleep(SECONDS_TO_WRITE);
 }
 
-void TakeBackClientList() { RunShell(SIGNAL_COMMAND("-USR2")); }
+void LetDaemonReadClientList() { RunShell(SIGNAL_COMMAND("-USR2")); }
 
 int MediaServiceHandler::ControlDms(int mode) {
     switch (mode) {

@@ -1,11 +1,18 @@
-// The daemon dms: its control script, its PID file and its signals. The operations ControlDms, RestartDms and
-// ReloadDms are members of MediaServiceHandler.
+// The daemon dms: its control script, its PID file and its signals. ControlDms, RestartDms and ReloadDms are
+// members of MediaServiceHandler.
 #pragma once
+
+#include <csignal>
 
 constexpr char DMS_CONTROL_SCRIPT[] = APPLIANCE_ROOT "/var/packages/Dalmira/target/scripts/S86vexadms.sh";
 
-// A macro, since the shell commands that signal the daemon are literals that hold it.
+// A macro because the literals of shell commands contain it.
 #define DMS_PID_FILE APPLIANCE_ROOT "/var/run/dms.pid"
+
+// The signals that the daemon handles. The numbers are those of Linux on ARM and x86.
+constexpr int SIGNAL_RELOAD_SETTINGS = SIGHUP;
+constexpr int SIGNAL_READ_CLIENT_LIST = SIGUSR2;
+constexpr int SIGNAL_WRITE_CLIENT_LIST = SIGCONT;
 
 // Modes of ControlDms.
 constexpr int DMS_STOP = 0;
@@ -13,12 +20,12 @@ constexpr int DMS_START = 1;
 constexpr int DMS_RESTART = 2;
 
 // Runs the control script with "start", "stop" or "restart" and waits for its end. Returns a negative value
-// when it failed.
+// if the script failed.
 int RunControlScript(const char* order);
 
-// Asks the daemon to write its client list to the client list file (SIGCONT), and gives it a second for that.
-// Nobody is told when it isn't running.
+// Asks the daemon to write its client list to the client list file, and gives it one second to do so. Does
+// nothing if the daemon is not running.
 void LetDaemonWriteClientList();
 
-// Asks the daemon to take back the client list file that was just written (SIGUSR2).
-void TakeBackClientList();
+// Asks the daemon to read the client list file, which was just replaced.
+void LetDaemonReadClientList();

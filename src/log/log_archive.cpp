@@ -6,8 +6,8 @@
 
 #include "log/log_paths.h"
 #include "mediaserv/media_service_handler.h"
-#include "platform/processes.h"
-#include "platform/reports.h"
+#include "platform/cgi/reports.h"
+#include "platform/system/processes.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ constexpr const char* DIAGNOSTICS_COMMANDS[] = {
 };
 constexpr char ARCHIVE_COMMAND[] = "/bin/tar czhO dms.log* lighttpd " PACKAGE_ETC_DIRECTORY;
 constexpr char CLEAN_UP_COMMAND[] = "rm -f " DIAGNOSTICS_FILE;
-constexpr char DELETE_COMMAND[] = "/bin/rm -f " LOG_DIRECTORY "/dms.log* " WEB_LOG_DIRECTORY "/*";
+constexpr char DELETE_COMMAND[] = "/bin/rm -f " DMS_LOG_FILE "* " WEB_LOG_DIRECTORY "/*";
 
 void WriteDiagnostics() {
     for (const char* command : DIAGNOSTICS_COMMANDS) {

@@ -9,11 +9,9 @@
 
 namespace {
 
-constexpr char LOG_LEVEL_KEY[] = "loglevel_mediaservice";
-
 struct LogSwitch {
     const char* level;  // stored as the key's value
-    int failedLine;
+    int failureNumber;
     unsigned int event;
 };
 
@@ -54,7 +52,7 @@ void MediaServiceHandler::ApplyLogConf() {
     }
     const LogSwitch& change = wanted ? ON : OFF;
     if (WriteSetting(LOG_LEVEL_KEY, change.level) < 0) {
-        Fail(change.failedLine);
+        Fail(change.failureNumber);
         return;
     }
     RecordEvent(change.event);

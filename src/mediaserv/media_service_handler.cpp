@@ -1,6 +1,10 @@
 #include "mediaserv/media_service_handler.h"
 
+#include <syslog.h>
+
 #include <cstring>
+
+#include "platform/json/json_file.h"
 
 namespace {
 
@@ -63,4 +67,19 @@ void MediaServiceHandler::WriteSuccess(bool success) {
 void MediaServiceHandler::Fail(int line) {
     SetFormErrInfo("common", "error_system", line);
     ReportError();
+}
+
+bool MediaServiceHandler::GetJsonFromFile(const char* path, Json::Value& value) {
+    switch (ReadJsonFile(path, value)) {
+        case JsonFileStatus::Read:
+            return true;
+        case JsonFileStatus::CantOpen:
+            syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::GetJsonFromFile - %s could not open",
+                   SOURCE_NAME, 1579, path);
+            return false;
+        default:
+            syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::GetJsonFromFile - Json::Reader::parse failed",
+                   SOURCE_NAME, 1584);
+            return false;
+    }
 }

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "platform/request.h"
+#include "platform/cgi/request.h"
 
 struct SettingsPage;
 

@@ -1,7 +1,7 @@
 #include <string>
 
 #include "mediaserv/media_service_handler.h"
-#include "platform/texts.h"
+#include "platform/system/texts.h"
 #include "settings/settings_file.h"
 
 namespace {

@@ -9,8 +9,8 @@
 #include <string>
 
 #include "mediaserv/media_service_handler.h"
-#include "platform/event_log.h"
-#include "platform/file_replacement.h"
+#include "platform/files/file_replacement.h"
+#include "platform/text/log_text.h"
 
 namespace {
 

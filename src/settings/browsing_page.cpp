@@ -2,8 +2,8 @@
 
 #include "daemon/events.h"
 #include "mediaserv/media_service_handler.h"
-#include "platform/file_io.h"
-#include "platform/processes.h"
+#include "platform/files/file_io.h"
+#include "platform/system/processes.h"
 #include "settings/settings_page.h"
 
 namespace {
@@ -23,53 +23,53 @@ int UpgradeVideoMetadata(bool integrate) {
 constexpr Setting SETTINGS[] = {
     Text{.field = "musicdisplayinfo",
          .key = "musicinfo_mediaservice",
-         .failedLine = 546,
+         .failureNumber = 546,
          .event = EVENT_MUSIC_DISPLAY_WRITTEN,
          .eventText = WrittenText,
          .bytes = 32,
-         .fallback = "title"},
+         .defaultValue = "title"},
     Text{.field = "photo_sort_by",
-         .key = "photo_sort_by_mediaservice",
-         .failedLine = 556,
+         .key = PHOTO_SORT_BY_KEY,
+         .failureNumber = 556,
          .bytes = 32,
-         .fallback = "filename"},
+         .defaultValue = "filename"},
     Text{.field = "photo_sort_order",
-         .key = "photo_sort_order_mediaservice",
-         .failedLine = 565,
+         .key = PHOTO_SORT_ORDER_KEY,
+         .failureNumber = 565,
          .bytes = 32,
-         .fallback = "asc"},
-    Switch{.field = "enableradio", .key = "suppradio_mediaservice", .failedLine = {574, 574}},
+         .defaultValue = "asc"},
+    Switch{.field = "enableradio", .key = "suppradio_mediaservice", .failureNumber = {574, 574}},
     Switch{.field = "ebdvideoinfo",
            .key = "ebdvideoinfo_mediaservice",
-           .failedLine = {583, 583},
+           .failureNumber = {583, 583},
            .needs = Needs::Reload},
     Switch{.field = "integrateKinovo",
            .key = "integrateKinovo_mediaservice",
-           .failedLine = {591, 591},
+           .failureNumber = {591, 591},
            .afterWrite = UpgradeVideoMetadata},
     Switch{.field = "sendthumb",
            .key = "sendthumb_mediaservice",
-           .failedLine = {608, 613},
+           .failureNumber = {608, 613},
            .needs = Needs::Reload,
            .read = ReadSwitchUnlessNo},
     Switch{.field = "cmzalbumart",
-           .key = "cmzalbumart_mediaservice",
-           .failedLine = {623, 629},
+           .key = CUSTOM_ALBUM_ART_KEY,
+           .failureNumber = {623, 629},
            .needs = Needs::Reload,
            .event = {EVENT_ALBUM_ART_ON, EVENT_ALBUM_ART_OFF}},
     Text{.field = "albumartlist",
-         .key = "albumart_mediaservice",
-         .failedLine = 638,
+         .key = ALBUM_ART_LIST_KEY,
+         .failureNumber = 638,
          .needs = Needs::Reload,
          .event = EVENT_ALBUM_ART_LIST_WRITTEN,
          .bytes = 256,
-         .fallback = "cover.jpg;Cover.jpg;COVER.jpg;folder.jpg;Folder.jpg;FOLDER.jpg",
-         .gate = "cmzalbumart"},
+         .defaultValue = "cover.jpg;Cover.jpg;COVER.jpg;folder.jpg;Folder.jpg;FOLDER.jpg",
+         .enabledBy = "cmzalbumart"},
 };
 
-constexpr SettingsPage BROWSING_PAGE = {SETTINGS, 647};
-
 }  // namespace
+
+constexpr SettingsPage BROWSING_PAGE = {SETTINGS, 647};
 
 bool MediaServiceHandler::IsKinovoSupported() { return true; }
 

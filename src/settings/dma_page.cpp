@@ -9,39 +9,39 @@ constexpr const char* FORMAT_SWITCHES[] = {"flactranscoding", "aactranscoding", 
                                            "aifftranscoding"};
 
 constexpr Setting SETTINGS[] = {
-    Switch{.field = "flactranscoding", .key = "flactranscoding_mediaservice", .failedLine = {773, 778}},
-    Switch{.field = "aactranscoding", .key = "aactranscoding_mediaservice", .failedLine = {790, 795}},
-    Switch{.field = "oggtranscoding", .key = "oggtranscoding_mediaservice", .failedLine = {807, 812}},
-    Switch{.field = "aifftranscoding", .key = "aifftranscoding_mediaservice", .failedLine = {824, 829}},
+    Switch{.field = "flactranscoding", .key = "flactranscoding_mediaservice", .failureNumber = {773, 778}},
+    Switch{.field = "aactranscoding", .key = "aactranscoding_mediaservice", .failureNumber = {790, 795}},
+    Switch{.field = "oggtranscoding", .key = "oggtranscoding_mediaservice", .failureNumber = {807, 812}},
+    Switch{.field = "aifftranscoding", .key = "aifftranscoding_mediaservice", .failureNumber = {824, 829}},
     Switch{.field = "downsample_audio_transcoding",
            .key = "downsample_audiotranscoding_mediaservice",
-           .failedLine = {841, 846}},
+           .failureNumber = {841, 846}},
     Switch{.field = "disable_access_right",
-           .key = "disable_access_right_mediaservice",
-           .failedLine = {856, 856}},
+           .key = IGNORE_ACCESS_KEY,
+           .failureNumber = {856, 856}},
     Switch{.field = "cmzmimetype",
            .key = "cmzmimetype_mediaservice",
-           .failedLine = {865, 871},
+           .failureNumber = {865, 871},
            .event = {EVENT_MIME_TABLE_ON, EVENT_MIME_TABLE_OFF}},
     Text{.field = "mimetypelist",
          .key = "mimetype_mediaservice",
-         .failedLine = 882,
+         .failureNumber = 882,
          .event = EVENT_MIME_LIST_WRITTEN,
          .bytes = 256,
-         .fallback = "avi=video/x-ms-video,wav=audio/x-wav",
-         .gate = "cmzmimetype"},
-    Switch{.field = "videotranscoding", .key = "videotranscoding_mediaservice", .failedLine = {892, 892}},
+         .defaultValue = "avi=video/x-ms-video,wav=audio/x-wav",
+         .enabledBy = "cmzmimetype"},
+    Switch{.field = "videotranscoding", .key = "videotranscoding_mediaservice", .failureNumber = {892, 892}},
     Text{.field = "videoextlist",
          .key = "vte_fileext_mediaservice",
-         .failedLine = 900,
+         .failureNumber = 900,
          .bytes = 256,
-         .fallback = "rm;rmvb;mkv",
-         .gate = "videotranscoding"},
+         .defaultValue = "rm;rmvb;mkv",
+         .enabledBy = "videotranscoding"},
 };
 
-constexpr SettingsPage DMA_PAGE = {SETTINGS, 908};
-
 }  // namespace
+
+constexpr SettingsPage DMA_PAGE = {SETTINGS, 908};
 
 bool MediaServiceHandler::IsVideoTranscodingSupported() { return false; }
 

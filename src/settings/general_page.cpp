@@ -2,7 +2,7 @@
 
 #include "daemon/events.h"
 #include "mediaserv/media_service_handler.h"
-#include "platform/texts.h"
+#include "platform/system/texts.h"
 #include "settings/settings_page.h"
 
 namespace {
@@ -27,42 +27,42 @@ int WriteLanguage(const char* /*key*/, const char* code) { return MediaServiceHa
 
 constexpr Setting SETTINGS[] = {
     Text{.field = "ssdp_advr",
-         .key = "advrexpire_mediaservice",
-         .failedLine = 399,
+         .key = EXPIRY_KEY,
+         .failureNumber = 399,
          .bytes = 16,
-         .fallback = "920",
+         .defaultValue = "920",
          .mayBeEmpty = true,
          .normalise = RaiseExpiry},
     Text{.field = "language",
          .key = LANGUAGE_KEY,
-         .failedLine = 406,
+         .failureNumber = 406,
          .event = EVENT_LANGUAGE_WRITTEN,
          .eventText = LanguageDisplayText,
          .bytes = 32,
-         .fallback = DEFAULT_LANGUAGE,
+         .defaultValue = DEFAULT_LANGUAGE,
          .mayBeEmpty = true,
-         .absentIsStored = true,
+         .keepIfAbsent = true,
          .write = WriteLanguage},
     Text{.field = "templatetype",
-         .key = "menustyle_mediaservice",
-         .failedLine = 417,
+         .key = MENU_STYLE_KEY,
+         .failureNumber = 417,
          .event = EVENT_MENU_STYLE_WRITTEN,
          .eventText = WrittenText,
          .bytes = 32,
-         .fallback = "simple",
-         .absentIsStored = true},
+         .defaultValue = "simple",
+         .keepIfAbsent = true},
     // Shown with the list of interfaces.
     Text{.field = "dmsInterface",
          .key = NETWORK_KEY,
-         .failedLine = 426,
+         .failureNumber = 426,
          .bytes = 32,
          .mayBeEmpty = true,
-         .absentIsStored = true},
+         .keepIfAbsent = true},
 };
 
-constexpr SettingsPage GENERAL_PAGE = {SETTINGS, 435};
-
 }  // namespace
+
+constexpr SettingsPage GENERAL_PAGE = {SETTINGS, 435};
 
 void MediaServiceHandler::LoadGeneralPage() {
     Json::Value data = LoadSettings(GENERAL_PAGE);

@@ -8,11 +8,11 @@
 #include <string>
 
 #include "mediaserv/media_service_handler.h"
-#include "platform/file_io.h"
-#include "platform/last_error.h"
-#include "platform/network.h"
-#include "platform/system_configuration.h"
-#include "platform/texts.h"
+#include "platform/files/file_io.h"
+#include "platform/system/last_error.h"
+#include "platform/system/network.h"
+#include "platform/system/system_configuration.h"
+#include "platform/system/texts.h"
 #include "settings/settings_file.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include "settings/settings_file.h"
 
 #include "mediaserv/media_service_handler.h"
-#include "platform/last_error.h"
+#include "platform/system/last_error.h"
 
 namespace {
 

@@ -5,25 +5,38 @@
 
 #include <strings.h>
 
-#include "platform/key_value_file.h"
+#include "platform/files/key_value_file.h"
 #include "settings/text_buffer.h"
 
 constexpr char SETTINGS_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/etc/dmsinfo.conf";
 constexpr char KV_LINE_FORMAT[] = "%s=\"%s\"\n";
 
-constexpr char LANGUAGE_KEY[] = "language_mediaservice";
+// All keys end in this.
+#define KEY_SUFFIX "_mediaservice"
+
+// The keys that the daemon over MiniDLNA reads, too. Every other key is in the table of its page.
+constexpr char LANGUAGE_KEY[] = "language" KEY_SUFFIX;
+constexpr char NETWORK_KEY[] = "network" KEY_SUFFIX;
+constexpr char EXPIRY_KEY[] = "advrexpire" KEY_SUFFIX;
+constexpr char MENU_STYLE_KEY[] = "menustyle" KEY_SUFFIX;
+constexpr char PHOTO_SORT_BY_KEY[] = "photo_sort_by" KEY_SUFFIX;
+constexpr char PHOTO_SORT_ORDER_KEY[] = "photo_sort_order" KEY_SUFFIX;
+constexpr char CUSTOM_ALBUM_ART_KEY[] = "cmzalbumart" KEY_SUFFIX;
+constexpr char ALBUM_ART_LIST_KEY[] = "albumart" KEY_SUFFIX;
+constexpr char IGNORE_ACCESS_KEY[] = "disable_access_right" KEY_SUFFIX;
+constexpr char LOG_LEVEL_KEY[] = "loglevel" KEY_SUFFIX;
+
 constexpr char DEFAULT_LANGUAGE[] = "enu";
-constexpr char NETWORK_KEY[] = "network_mediaservice";
 
 constexpr char SWITCH_ON[] = "yes";
 constexpr char SWITCH_OFF[] = "no";
 
-// Without the key every switch is off. Case does not matter.
-bool ReadSwitch(const char* key);          // on at SWITCH_ON alone
-bool ReadSwitchUnlessNo(const char* key);  // on at everything but SWITCH_OFF
+// Return whether a switch is on. A missing key is off; case does not matter.
+bool ReadSwitch(const char* key);          // on only if stored as SWITCH_ON
+bool ReadSwitchUnlessNo(const char* key);  // on if stored as anything but SWITCH_OFF
 
-// Reads a text, cut to `bytes` with its terminator. Returns a value above 0 when the key was found; else
-// `text` keeps what it held, a default say.
+// Reads a text, cut to `bytes` with its terminating zero byte. Returns a value above 0 if the key was found;
+// otherwise `text` keeps its content, for example a default value.
 template <size_t N>
 int ReadText(const char* key, TextBuffer<N>& text, size_t bytes = N) {
     return VLIBCFileGetKeyValue(SETTINGS_FILE, key, text.data(), static_cast<int>(bytes), 0);
@@ -32,5 +45,5 @@ int ReadText(const char* key, TextBuffer<N>& text, size_t bytes = N) {
 // Writes one setting. Returns a negative value on failure.
 int WriteSetting(const char* key, const char* value);
 
-// Whether a form field switches something on: it was sent and is "true" in any case.
+// Whether a form field switches something on: it was sent and is "true", ignoring case.
 inline bool IsTrue(const char* field) { return field != nullptr && strcasecmp(field, "true") == 0; }

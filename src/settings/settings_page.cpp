@@ -21,8 +21,8 @@ using Changes = std::vector<std::variant<SwitchChange, TextChange>>;
 void Load(const Switch& setting, Json::Value& data) { data[setting.field] = setting.read(setting.key); }
 
 void Load(const Text& setting, Json::Value& data) {
-    if (setting.fallback != nullptr) {
-        SettingText text(setting.fallback);
+    if (setting.defaultValue != nullptr) {
+        SettingText text(setting.defaultValue);
         ReadText(setting.key, text, setting.bytes);
         data[setting.field] = text.c_str();
     }
@@ -37,9 +37,9 @@ void Compare(const Switch& setting, const WebMan& web, Changes& changes) {
 
 SettingText SubmittedText(const Text& setting, const WebMan& web, const SettingText& stored) {
     SettingText text;
-    text.Copy(web.In(setting.field, setting.absentIsStored ? stored.c_str() : ""), setting.bytes);
+    text.Copy(web.In(setting.field, setting.keepIfAbsent ? stored.c_str() : ""), setting.bytes);
     if (text.empty() && !setting.mayBeEmpty) {
-        text.Copy(setting.fallback);
+        text.Copy(setting.defaultValue);
     }
     if (setting.normalise != nullptr) {
         setting.normalise(text);
@@ -48,7 +48,7 @@ SettingText SubmittedText(const Text& setting, const WebMan& web, const SettingT
 }
 
 void Compare(const Text& setting, const WebMan& web, Changes& changes) {
-    if (setting.gate != nullptr && !IsTrue(web.In(setting.gate, nullptr))) {
+    if (setting.enabledBy != nullptr && !IsTrue(web.In(setting.enabledBy, nullptr))) {
         return;
     }
     // A missing text is empty here, whatever the page shows for it: saving what is shown stores it.
@@ -64,7 +64,7 @@ void Compare(const Text& setting, const WebMan& web, Changes& changes) {
 int Write(const SwitchChange& change) {
     const auto& [setting, on] = change;
     if (WriteSetting(setting.key, on ? SWITCH_ON : SWITCH_OFF) < 0) {
-        return on ? setting.failedLine.on : setting.failedLine.off;
+        return on ? setting.failureNumber.on : setting.failureNumber.off;
     }
     if (const int line = setting.afterWrite != nullptr ? setting.afterWrite(on) : 0; line != 0) {
         return line;
@@ -78,7 +78,7 @@ int Write(const SwitchChange& change) {
 int Write(const TextChange& change) {
     const auto& [setting, text] = change;
     if (setting.write(setting.key, text.c_str()) < 0) {
-        return setting.failedLine;
+        return setting.failureNumber;
     }
     if (setting.event != 0) {
         RecordEvent(setting.event,
@@ -115,7 +115,7 @@ void MediaServiceHandler::SaveSettingsPage(const SettingsPage& page) {
     }
     if (restart) {
         if (RestartDms() == 0) {
-            Fail(page.restartFailedLine);
+            Fail(page.restartFailureNumber);
             return;
         }
     } else if (!changes.empty()) {

@@ -1,5 +1,7 @@
-// What the settings pages have in common: a page is a table of settings, in the order in which they are
-// written. A setting is a switch or a text.
+// The three settings pages: each is a table of settings, in the order in which a save writes them, over the one
+// routine that loads, compares and writes them.
+//
+// Failure numbers (546, 598, ...) tell pages and support which step of a save failed. They never change.
 #pragma once
 
 #include <json/value.h>
@@ -10,13 +12,13 @@
 
 #include "settings/settings_file.h"
 
-// Holds the longest text of a page.
+// Large enough for the longest text of a page.
 using SettingText = TextBuffer<256>;
 
-// What the daemon needs to take a change over.
+// What the daemon needs before a changed setting takes effect.
 enum class Needs : char { Restart, Reload };
 
-// What belongs to switching on and to switching off.
+// One value for switching on and one for switching off.
 template <typename T>
 struct OnOff {
     T on{};
@@ -26,27 +28,27 @@ struct OnOff {
 struct Switch {
     const char* field;             // form field and JSON member
     const char* key;               // in the settings file
-    OnOff<int> failedLine;         // the error's line when the write fails
+    OnOff<int> failureNumber;      // reported when the write fails
     Needs needs = Needs::Restart;  // what a change needs
     OnOff<unsigned int> event{};   // recorded after the write; 0 for none
 
     bool (*read)(const char* key) = ReadSwitch;
-    int (*afterWrite)(bool on) = nullptr;  // returns the line of a failure, else 0
+    int (*afterWrite)(bool on) = nullptr;  // returns a failure number, or 0 for success
 };
 
 struct Text {
-    const char* field;  // as of a switch
+    const char* field;  // the first members have the same meaning as those of a switch
     const char* key;
-    int failedLine;
+    int failureNumber;
     Needs needs = Needs::Restart;
     unsigned int event = 0;
-    std::string (*eventText)(const char* written) = nullptr;  // null for an empty one
+    std::string (*eventText)(const char* written) = nullptr;  // the event's first text; null for an empty one
 
-    size_t bytes = sizeof(SettingText);  // the bound, terminator included
-    const char* fallback = nullptr;  // shown when the key is missing; null when the page shows it on its own
-    bool mayBeEmpty = false;         // else an empty text is saved as the fallback
-    bool absentIsStored = false;     // a field that was not sent changes nothing; else it counts as empty
-    const char* gate = nullptr;      // the switch field that must be on for the field to be looked at
+    size_t bytes = sizeof(SettingText);  // the limit, terminating zero byte included
+    const char* defaultValue = nullptr;  // shown if the key is missing; null if the page adds the member itself
+    bool mayBeEmpty = false;             // otherwise an empty text is saved as the default value
+    bool keepIfAbsent = false;           // a field that was not sent keeps the stored text; otherwise it is empty
+    const char* enabledBy = nullptr;     // the field is ignored unless this switch field is on
 
     void (*normalise)(SettingText& submitted) = nullptr;
     int (*write)(const char* key, const char* value) = WriteSetting;
@@ -56,11 +58,16 @@ using Setting = std::variant<Switch, Text>;
 
 struct SettingsPage {
     std::span<const Setting> settings;
-    int restartFailedLine;
+    int restartFailureNumber;
 };
 
-// The page's stored settings by JSON member: switches as booleans, texts as strings.
+// Each page's table is in the source file of its name.
+extern const SettingsPage BROWSING_PAGE;
+extern const SettingsPage DMA_PAGE;
+extern const SettingsPage GENERAL_PAGE;
+
+// Returns the page's stored settings by JSON member: switches as booleans, texts as strings.
 Json::Value LoadSettings(const SettingsPage& page);
 
-// For Text::eventText: the text that was written.
+// An eventText function: the text that was written.
 std::string WrittenText(const char* written);

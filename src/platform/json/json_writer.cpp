@@ -1,4 +1,4 @@
-#include "platform/json_writer.h"
+#include "platform/json/json_writer.h"
 
 // The writers that the files' form and the answers' are defined by; the library keeps them, but calls them
 // deprecated. Their successor costs a start more.
@@ -11,7 +11,7 @@
 #include <streambuf>
 #include <utility>
 
-#include "platform/file_io.h"
+#include "platform/files/file_io.h"
 
 namespace {
 

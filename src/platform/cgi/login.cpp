@@ -1,4 +1,4 @@
-#include "platform/login.h"
+#include "platform/cgi/login.h"
 
 #include <strings.h>
 #include <syslog.h>
@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/event_log.h"
+#include "platform/text/log_text.h"
 
 namespace {
 

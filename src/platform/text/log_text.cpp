@@ -1,10 +1,8 @@
-#include "platform/event_log.h"
-
-#include <syslog.h>
+#include "platform/text/log_text.h"
 
 namespace {
 
-// Longer than any path that exists.
+// No path is longer (PATH_MAX).
 constexpr size_t MAX_LOG_TEXT = 4096;
 
 }  // namespace
@@ -24,12 +22,4 @@ std::string EscapeForLog(std::string_view text) {
         }
     }
     return result;
-}
-
-int VEXALogSet1(int level, int user, unsigned int eventCode, const char* text1, const char* text2,
-                const char* text3, const char* text4) {
-    syslog(LOG_NOTICE, R"(event 0x%08X %d %d "%s" "%s" "%s" "%s")", eventCode, level, user,
-           EscapeForLog(text1).c_str(), EscapeForLog(text2).c_str(), EscapeForLog(text3).c_str(),
-           EscapeForLog(text4).c_str());
-    return 0;
 }

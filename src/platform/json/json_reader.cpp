@@ -1,11 +1,11 @@
-#include "platform/json_reader.h"
+#include "platform/json/json_reader.h"
 
 #include <algorithm>
 #include <string>
 #include <utility>
 
-#include "platform/json_scalars.h"
-#include "platform/scanning.h"
+#include "platform/json/json_scalars.h"
+#include "platform/text/scanning.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/scanning.h"
+#include "platform/text/scanning.h"
 
 #include <strings.h>
 

@@ -1,8 +1,8 @@
-#include "platform/multipart.h"
+#include "platform/cgi/multipart.h"
 
 #include <algorithm>
 
-#include "platform/scanning.h"
+#include "platform/text/scanning.h"
 
 namespace {
 

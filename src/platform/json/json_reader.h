@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/file_io.h"
+#include "platform/files/file_io.h"
 
 // What a text may cost: bytes, those beyond ASCII counted as the six characters that an answer may need for
 // each; comments between two values; values (each element and each member's) together with comments; arrays

@@ -1,4 +1,4 @@
-#include "platform/request.h"
+#include "platform/cgi/request.h"
 
 #include <syslog.h>
 
@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <utility>
 
-#include "platform/login.h"
-#include "platform/reports.h"
+#include "platform/cgi/login.h"
+#include "platform/cgi/reports.h"
 
 namespace {
 

@@ -1,6 +1,5 @@
-#include "platform/form.h"
+#include "platform/cgi/form.h"
 
-#include <cgicc/CgiUtils.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -10,8 +9,8 @@
 #include <charconv>
 #include <cstdlib>
 
-#include "platform/multipart.h"
-#include "platform/scanning.h"
+#include "platform/cgi/multipart.h"
+#include "platform/text/scanning.h"
 
 namespace {
 
@@ -25,9 +24,22 @@ constexpr char BAD_REQUEST[] = "400 Bad Request";
 constexpr char TOO_LARGE[] = "413 Content Too Large";
 constexpr char UNSUPPORTED_TYPE[] = "415 Unsupported Media Type";
 
+// Decodes percent-encoding, and '+' as a space. A '%' without two hexadecimal digits behind it stays as it
+// is.
 std::string Decoded(std::string_view text) {
-    const std::string encoded(text);
-    return encoded.find_first_of("%+") == encoded.npos ? encoded : cgicc::form_urldecode(encoded);
+    std::string decoded;
+    decoded.reserve(text.size());
+    for (const char *next = text.data(), *end = next + text.size(); next != end;) {
+        unsigned char byte = 0;
+        if (*next == '%' && end - next > 2 && std::from_chars(next + 1, next + 3, byte, 16).ptr == next + 3) {
+            decoded += static_cast<char>(byte);
+            next += 3;
+        } else {
+            decoded += *next == '+' ? ' ' : *next;
+            ++next;
+        }
+    }
+    return decoded;
 }
 
 const char* Variable(const char* name) {

@@ -1,8 +1,8 @@
-#include "platform/texts.h"
+#include "platform/system/texts.h"
 
-#include "platform/file_io.h"
-#include "platform/json_reader.h"
-#include "platform/system_configuration.h"
+#include "platform/files/file_io.h"
+#include "platform/json/json_reader.h"
+#include "platform/system/system_configuration.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/network.h"
+#include "platform/system/network.h"
 
 #include <arpa/inet.h>
 #include <net/if.h>
@@ -12,8 +12,8 @@
 #include <cstring>
 #include <string>
 
-#include "platform/file_io.h"
-#include "platform/last_error.h"
+#include "platform/files/file_io.h"
+#include "platform/system/last_error.h"
 
 namespace {
 

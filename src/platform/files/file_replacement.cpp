@@ -1,4 +1,4 @@
-#include "platform/file_replacement.h"
+#include "platform/files/file_replacement.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -12,7 +12,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "platform/event_log.h"
+#include "platform/text/log_text.h"
 
 namespace {
 

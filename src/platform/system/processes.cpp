@@ -1,4 +1,4 @@
-#include "platform/processes.h"
+#include "platform/system/processes.h"
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -10,7 +10,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "platform/file_io.h"
+#include "platform/files/file_io.h"
 
 namespace {
 

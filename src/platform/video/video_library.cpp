@@ -1,4 +1,4 @@
-#include "platform/video_library.h"
+#include "platform/video/video_library.h"
 
 #include <dlfcn.h>
 #include <libpq-fe.h>
@@ -8,8 +8,8 @@
 #include <chrono>
 #include <memory>
 
-#include "platform/event_log.h"
-#include "platform/json_reader.h"
+#include "platform/json/json_reader.h"
+#include "platform/text/log_text.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/users.h"
+#include "platform/system/users.h"
 
 #include <pwd.h>
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/file_io.h"
+#include "platform/files/file_io.h"
 
 // How long a writer waits for its turn.
 constexpr int LOCK_SECONDS = 10;

@@ -1,9 +1,9 @@
-#include "platform/reports.h"
+#include "platform/cgi/reports.h"
 
 #include <array>
 #include <string>
 
-#include "platform/json_writer.h"
+#include "platform/json/json_writer.h"
 
 namespace {
 

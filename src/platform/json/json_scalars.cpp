@@ -1,4 +1,4 @@
-#include "platform/json_scalars.h"
+#include "platform/json/json_scalars.h"
 
 #include <charconv>
 #include <cmath>
@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "platform/scanning.h"
+#include "platform/text/scanning.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "platform/system_configuration.h"
+#include "platform/system/system_configuration.h"
 
-#include "platform/key_value_file.h"
+#include "platform/files/key_value_file.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/form.h"
+#include "platform/cgi/form.h"
 
 // The request's parameters and the raw answer.
 class WebMan {

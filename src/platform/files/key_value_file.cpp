@@ -1,4 +1,4 @@
-#include "platform/key_value_file.h"
+#include "platform/files/key_value_file.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/file_io.h"
-#include "platform/file_replacement.h"
+#include "platform/files/file_io.h"
+#include "platform/files/file_replacement.h"
 
 namespace {
 

@@ -1,0 +1,19 @@
+// The system's JSON files, read and replaced as a whole.
+#pragma once
+
+#include <json/value.h>
+
+#include "platform/files/file_replacement.h"
+
+enum class JsonFileStatus : char {
+    Read,
+    CantOpen,  // `value` is unchanged
+    Invalid,   // the file can't be read or is not valid JSON; `value` is null
+};
+
+// Reads the JSON document at `path` into `value`.
+JsonFileStatus ReadJsonFile(const char* path, Json::Value& value);
+
+// Makes `document` the file's whole content: indented by tabs, members in name order, comments kept. Refuses
+// a document that ReadJsonFile would reject.
+Saved SaveJsonFile(FileReplacement& file, const Json::Value& document);
