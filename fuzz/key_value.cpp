@@ -46,7 +46,7 @@ std::string WithoutValue(std::string_view content, const std::string& key, int& 
     const std::string bare = key + "=";
     std::string without;
     for (lines = 0; !content.empty();) {
-        const std::string_view line = TakeUntil(content, "\n");
+        const std::string_view line = ConsumeUntil(content, "\n");
         if (!line.starts_with(bare)) {
             without += std::string(line) + '\n';
         } else if (lines++ == 0) {

@@ -20,7 +20,7 @@ std::string Body(const Fields& fields, const std::string& delimiter, const std::
 }  // namespace
 
 void Try(std::string_view input) {
-    const std::string type(TakeUntil(input, "\n"));
+    const std::string type(ConsumeUntil(input, "\n"));
     Fields fields;
     if (AppendMultipart(input, type, fields) != nullptr) {
         Require(fields.empty(), "a refused form has no fields");

@@ -12,4 +12,4 @@ void Try(std::string_view input);
 void Require(bool holds, const char* what);
 
 // Takes the first piece off an input of several.
-inline std::string_view TakePiece(std::string_view& input) { return TakeUntil(input, "\n--\n"); }
+inline std::string_view TakePiece(std::string_view& input) { return ConsumeUntil(input, "\n--\n"); }

@@ -17,7 +17,7 @@ std::string Encoded(const std::string& text) {
 void Try(std::string_view input) {
     size_t pieces = 0;
     for (std::string_view rest = input; !rest.empty();) {
-        pieces += TakeUntil(rest, "&").empty() ? 0U : 1U;
+        pieces += ConsumeUntil(rest, "&").empty() ? 0U : 1U;
     }
     Fields fields;
     Require(AppendUrlencoded(input, fields) == nullptr && fields.size() == pieces,

@@ -31,7 +31,7 @@ std::string AlbumArtNames(const Settings& settings) {
     std::string names;
     if (settings.ownAlbumArtNames) {
         for (std::string_view rest = settings.albumArtNames; !rest.empty();) {
-            const std::string_view name = TakeUntil(rest, ";");
+            const std::string_view name = ConsumeUntil(rest, ";");
             if (!name.empty()) {
                 names.append(names.empty() ? "" : "/").append(name);
             }
@@ -106,7 +106,7 @@ struct Line {
 };
 
 Line TakeLine(std::string_view& rest) {
-    const std::string_view whole = TakeUntil(rest, "\n");
+    const std::string_view whole = ConsumeUntil(rest, "\n");
     const size_t equals = whole.find('=');
     if (whole.starts_with('#') || equals == std::string_view::npos) {
         return {whole, "", ""};

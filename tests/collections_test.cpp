@@ -142,7 +142,7 @@ TEST_F(VideoLibraryTest, WhatCannotBeListedIsLeftOut) {
     Sql("INSERT INTO collection VALUES (1026, '3000000000', '\"b\"'), (1026, '\"2\"', '\"c\"'), (1026, '3', '7'),"
         "(1026, '2.5', '\"d\"'), (1026, '1e400', '\"d\"'), (1026, '5', to_jsonb(repeat('f', 70000)));");
     Expect(List(), "1 ",
-        R"(: 6 rows are no JSON or have no usable id and title, the first one: )"
+        R"(: 6 rows are not valid JSON or have no usable id and title, the first one: )"
         R"({\"uid\":1026,\"id\":3000000000,\"title\":\"b\"})");
     Sql("TRUNCATE collection; INSERT INTO collection SELECT 1026, '1', to_jsonb(repeat('a', 60000)) "
         "FROM generate_series(1, 100);");

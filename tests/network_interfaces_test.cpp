@@ -100,8 +100,8 @@ TEST_F(NetworkInterfacesTest, OnlyFreeInterfacesThatAreUpAreListed) {
 
 // Without a network of its own the program lists what the host's kernel tells.
 TEST(HostInterfacesTest, AreThoseOfTheKernel) {
-    VexaInterface records[INTERFACE_LIST_MAX] = {};
-    const int count = VLIBNetGetInterfaceInfo(records, INTERFACE_LIST_MAX, 2);
+    VexaInterface records[MAX_INTERFACES] = {};
+    const int count = VLIBNetGetInterfaceInfo(records, MAX_INTERFACES, 2);
     for (int i = 0; i < count; ++i) {
         const std::string interface = std::string("/sys/class/net/") + records[i].name;
         EXPECT_EQ(ReadAll(interface + "/type"), "1\n") << interface;
@@ -110,7 +110,7 @@ TEST(HostInterfacesTest, AreThoseOfTheKernel) {
     VexaNetCard card = {};
     EXPECT_EQ(VEXANetGetCard1(-1, 0, &card), -1);
     EXPECT_EQ(VEXANetGetCard1(count, 0, &card), -1);
-    EXPECT_EQ(VLIBNetGetInterfaceInfo(records, INTERFACE_LIST_MAX, 1), -1);
+    EXPECT_EQ(VLIBNetGetInterfaceInfo(records, MAX_INTERFACES, 1), -1);
 }
 
 }  // namespace

@@ -16,43 +16,43 @@
 
 namespace {
 
-constexpr unsigned int SECONDS_TO_START = 3;
+constexpr unsigned int DAEMON_START_SECONDS = 3;
 
-// The bytes of a string where it stands in its document.
-std::string_view View(const Json::Value& string) {
+// Returns the bytes of a string without copying them.
+std::string_view ViewString(const Json::Value& string) {
     const char* begin = nullptr;
     const char* end = nullptr;
     return string.getString(&begin, &end) ? std::string_view(begin, end) : std::string_view();
 }
 
-// Compared as texts: what is missing or null is empty, the number 3 is "3".
-bool IsText(const Json::Value& value, std::string_view text) {
-    return value.isString() ? View(value) == text
+// Compares a value as a text: a missing or null value equals "", the number 3 equals "3".
+bool EqualsAsText(const Json::Value& value, std::string_view text) {
+    return value.isString() ? ViewString(value) == text
                             : value.isConvertibleTo(Json::stringValue) && value.asString() == text;
 }
 
-// Values are replaced, the comments that stand with them stay.
+// Replaces the payloads of the members only, so that their comments stay.
 void Apply(const ClientChange& change, Json::Value& client) {
     Json::Value profile(change.profile);
     Json::Value& stored = client[PROFILE];
-    if (!IsText(stored, change.profile)) {
+    if (!EqualsAsText(stored, change.profile)) {
         client[USER_PROFILE].copyPayload(profile);
     }
     stored.swapPayload(profile);
     client[ACCESS].copyPayload(Json::Value(change.access));
 }
 
-bool AreClients(const Json::Value& clients) {
+bool IsClientArray(const Json::Value& clients) {
     return clients.isArray() &&
            std::ranges::all_of(clients, [](const Json::Value& client) { return client.isObject(); });
 }
 
 bool SaveChanges(const char* text) {
     std::vector<ClientChange> changes;
-    const bool sent = text != nullptr && ReadClientChanges(text, changes);
+    const bool isValid = text != nullptr && ReadClientChanges(text, changes);
     FileReplacement file(CLIENT_LIST_FILE);
     Json::Value document;
-    if (!MediaServiceHandler::GetJsonFromFile(CLIENT_LIST_FILE, document) || !sent ||
+    if (!MediaServiceHandler::GetJsonFromFile(CLIENT_LIST_FILE, document) || !isValid ||
         !MergeClientChanges(changes, document)) {
         return false;
     }
@@ -64,19 +64,20 @@ bool SaveChanges(const char* text) {
     return saved == Saved::Yes;
 }
 
-// In its turn, lest a save that has read the list brings it back.
+// Holds the lock, so that a save that has already read the list can't write it again after the deletion.
 void DeleteClientList() {
-    const FileReplacement turn(CLIENT_LIST_FILE);
+    const FileReplacement lock(CLIENT_LIST_FILE);
     if (VLIBCFileExist(CLIENT_LIST_FILE) != 0) {
         VLIBCExec("/bin/rm", "-f", CLIENT_LIST_FILE, nullptr, nullptr);
     }
 }
 
-bool Control(const char* order, const char* failure, int line) {
-    if (RunControlScript(order) >= 0) {
+// Runs the control script. Returns false and logs `message` with the number `line` if it failed.
+bool RunScriptOrLog(const char* argument, const char* message, int line) {
+    if (RunControlScript(argument) >= 0) {
         return true;
     }
-    syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::ClearClientList() - %s", SOURCE_NAME, line, failure);
+    syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::ClearClientList() - %s", SOURCE_NAME, line, message);
     return false;
 }
 
@@ -100,10 +101,11 @@ bool MergeClientChanges(const std::vector<ClientChange>& changes, Json::Value& d
         return true;
     }
     Json::Value& clients = document[CLIENTS];
-    if (!AreClients(clients)) {
+    if (!IsClientArray(clients)) {
         return false;
     }
-    // The changes for one client form a chain in their order.
+    // An index of the changes by MAC address. The changes of one client form a chain in their order: next[i]
+    // is the change after change i, or changes.size() after the last one.
     struct Chain {
         size_t first, last;
     };
@@ -117,10 +119,10 @@ bool MergeClientChanges(const std::vector<ClientChange>& changes, Json::Value& d
             chain->second.last = i;
         }
     }
-    // The list is gone through once, from its head: the first client with an address is the one that changes.
+    // Erasing a chain after its first client leaves later clients with the same address unchanged.
     for (Json::Value& client : clients) {
         const Json::Value& address = std::as_const(client)[MAC_ADDRESS];
-        const auto chain = address.isString() ? chains.find(View(address)) : chains.end();
+        const auto chain = address.isString() ? chains.find(ViewString(address)) : chains.end();
         if (chain != chains.end()) {
             for (size_t i = chain->second.first; i < changes.size(); i = next[i]) {
                 Apply(changes[i], client);
@@ -131,15 +133,15 @@ bool MergeClientChanges(const std::vector<ClientChange>& changes, Json::Value& d
     return true;
 }
 
-void MediaServiceHandler::AnswerFile(const char* path) {
-    Json::Value answer;
-    const bool read = GetJsonFromFile(path, answer) && (answer.isObject() || answer.isNull());
+void MediaServiceHandler::RespondWithJsonFile(const char* path) {
+    Json::Value response;
+    const bool read = GetJsonFromFile(path, response) && (response.isObject() || response.isNull());
     if (!read) {
-        answer = Json::Value();
-        answer[CLIENTS] = 0;
+        response = Json::Value();
+        response[CLIENTS] = 0;
     }
-    answer["success"] = read;
-    WriteJsonResponse(answer, JSON_TEXT_TYPE);
+    response["success"] = read;
+    WriteJsonResponse(response, JSON_TEXT_TYPE);
 }
 
 void MediaServiceHandler::SaveClientList() {
@@ -147,27 +149,27 @@ void MediaServiceHandler::SaveClientList() {
     if (saved) {
         LetDaemonReadClientList();
     }
-    WriteSuccess(saved);
+    WriteResult(saved);
 }
 
-void MediaServiceHandler::LoadProfileList() { AnswerFile(PROFILE_LIST_FILE); }
+void MediaServiceHandler::LoadProfileList() { RespondWithJsonFile(PROFILE_LIST_FILE); }
 
 void MediaServiceHandler::LoadClientList() {
     LetDaemonWriteClientList();
-    AnswerFile(CLIENT_LIST_FILE);
+    RespondWithJsonFile(CLIENT_LIST_FILE);
 }
 
 void MediaServiceHandler::ClearClientList() {
-    if (!Control("stop", "stop dms error", 1494)) {
-        WriteSuccess(false);
+    if (!RunScriptOrLog("stop", "stop dms error", 1494)) {
+        WriteResult(false);
         return;
     }
     DeleteClientList();
-    if (!Control("start", "start dms error", 1506)) {
-        WriteSuccess(false);
+    if (!RunScriptOrLog("start", "start dms error", 1506)) {
+        WriteResult(false);
         return;
     }
-    sleep(SECONDS_TO_START);
+    sleep(DAEMON_START_SECONDS);
     LetDaemonWriteClientList();
-    AnswerFile(CLIENT_LIST_FILE);
+    RespondWithJsonFile(CLIENT_LIST_FILE);
 }

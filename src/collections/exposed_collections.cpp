@@ -1,4 +1,5 @@
-// Which of a user's video collections the daemon publishes. Written by the save alone:
+// The exposed collections: which of each user's video collections the daemon publishes. Only SaveCollection
+// writes the file:
 //
 //     {"1026": {"exposed_collections": ["-1", "7"]}}
 #include <syslog.h>
@@ -30,14 +31,15 @@ struct SpecialCollection {
 };
 constexpr SpecialCollection SPECIAL_COLLECTIONS[] = {{"vexa_favorite", "-1"}, {"vexa_watchlist", "-2"}};
 
-// A submitted list is stored two objects deep, beside those of other users.
-constexpr JsonLimits EXPOSED_LIMITS = {.values = 250'000, .depth = JsonLimits().depth - 2};
+// A submitted list is stored two objects deep in a file with the lists of other users, so its limits are
+// lower than those of the file.
+constexpr JsonLimits EXPOSED_JSON_LIMITS = {.values = 250'000, .depth = JsonLimits().depth - 2};
 
 constexpr size_t LOGGED_ROW_BYTES = 200;
 
 using Ids = std::unordered_set<std::string>;
 
-// The file's document; null when there is none or it can't be read.
+// Returns the file's document; null if the file does not exist, can't be read or is not valid JSON.
 Json::Value ReadChoices() {
     Json::Value choices;
     long long information = 0;
@@ -47,7 +49,7 @@ Json::Value ReadChoices() {
     return choices;
 }
 
-// What one user exposes, from a document of whatever shape.
+// Returns the ids that a user exposes. Ignores members and elements of any other type.
 Ids ExposedIds(const Json::Value& choices, const std::string& userKey) {
     Ids ids;
     if (!choices.isObject() || !choices[userKey].isObject() || !choices[userKey][EXPOSED].isArray()) {
@@ -61,18 +63,21 @@ Ids ExposedIds(const Json::Value& choices, const std::string& userKey) {
     return ids;
 }
 
-enum class Place : char { Listed, Hidden, LeftOut };
+enum class RowKind : char {
+    Listed,
+    Hidden,  // never listed: the default shared collection, and a row without an id or a title
+    Invalid  // can't be listed: not valid JSON, or its id or title has another type; logged
+};
 
-// A row without an id or a title is no collection. One is left out where the page would miss it.
-Place PlaceOf(const Json::Value& row) {
+RowKind KindOf(const Json::Value& row) {
     if (row.isNull()) {
-        return Place::LeftOut;
+        return RowKind::Invalid;
     }
     if (!row.isObject() || row["id"].isNull() || row["title"].isNull() ||
         row["title"] == DEFAULT_SHARED_TITLE) {
-        return Place::Hidden;
+        return RowKind::Hidden;
     }
-    return row["id"].isInt() && row["title"].isString() ? Place::Listed : Place::LeftOut;
+    return row["id"].isInt() && row["title"].isString() ? RowKind::Listed : RowKind::Invalid;
 }
 
 std::string ListedId(const Json::Value& collection) {
@@ -85,11 +90,11 @@ std::string ListedId(const Json::Value& collection) {
     return std::to_string(collection["id"].asInt());
 }
 
-// One row tells what is wrong with many.
-void LogLeftOut(const std::vector<const std::string*>& rows) {
+// Logs one line for all invalid rows, with the first one as an example.
+void LogInvalidRows(const std::vector<const std::string*>& rows) {
     if (!rows.empty()) {
         syslog(LOG_ERR,
-               "video library: %zu rows are no JSON or have no usable id and title, the first one: %s",
+               "video library: %zu rows are not valid JSON or have no usable id and title, the first one: %s",
                rows.size(), EscapeForLog(rows.front()->substr(0, LOGGED_ROW_BYTES)).c_str());
     }
 }
@@ -101,25 +106,25 @@ Json::Value ListCollections(uint32_t uid) {
     const auto records = library.List();
     const Ids exposed = ExposedIds(ReadChoices(), UserKey(uid));
     Json::Value list(Json::arrayValue);
-    std::vector<const std::string*> leftOut;
+    std::vector<const std::string*> invalidRows;
     for (const auto& record : records) {
         Json::Value collection = record.ToJson();
-        const Place place = PlaceOf(collection);
-        if (place == Place::Listed) {
+        const RowKind kind = KindOf(collection);
+        if (kind == RowKind::Listed) {
             const std::string id = ListedId(collection);
             collection["id"] = id;
             collection["exposed"] = exposed.contains(id);
             list.append(std::move(collection));
-        } else if (place == Place::LeftOut) {
-            leftOut.push_back(&record.Text());
+        } else if (kind == RowKind::Invalid) {
+            invalidRows.push_back(&record.Text());
         }
     }
-    LogLeftOut(leftOut);
+    LogInvalidRows(invalidRows);
     return list;
 }
 
-// Puts `exposed` into the user's entry. False when the document has a shape that can't take it: other users'
-// choices are worth more than this save.
+// Stores `exposed` in the user's entry. Returns false if the document or the entry is not an object: the save
+// fails then, because replacing the document would lose the choices of other users.
 bool SetExposed(Json::Value& choices, const std::string& userKey, Json::Value exposed) {
     if (!choices.isObject() && !choices.isNull()) {
         return false;
@@ -144,16 +149,16 @@ bool MediaServiceHandler::IsVideoDbAvailable() {
 }
 
 void MediaServiceHandler::LoadCollection() {
-    Json::Value answer(Json::objectValue);
-    Json::Value& collections = answer["data"]["collections"];
+    Json::Value response(Json::objectValue);
+    Json::Value& collections = response["data"]["collections"];
     collections = Json::Value(Json::arrayValue);
     uint32_t uid = 0;
     const bool known = GetLoginUid(uid);
     if (known && IsVideoDbAvailable()) {
         collections = ListCollections(uid);
     }
-    answer["success"] = known;
-    WriteJsonResponse(answer, JSON_TEXT_TYPE);
+    response["success"] = known;
+    WriteJsonResponse(response, JSON_TEXT_TYPE);
 }
 
 void MediaServiceHandler::SaveCollection() {
@@ -162,12 +167,12 @@ void MediaServiceHandler::SaveCollection() {
     uint32_t uid = 0;
     if (!GetLoginUid(uid)) {
         syslog(LOG_ERR, "%s:%d Failed to get login user", SOURCE_NAME, 1441);
-        WriteSuccess(false);
+        WriteResult(false);
         return;
     }
     const char* text = web_.In(EXPOSED, nullptr);
     Json::Value exposed;
-    WriteSuccess(text != nullptr && ParseJson(text, exposed, EXPOSED_LIMITS) &&
-                 SetExposed(choices, UserKey(uid), std::move(exposed)) &&
-                 SaveJsonFile(file, choices) == Saved::Yes);
+    WriteResult(text != nullptr && ParseJson(text, exposed, EXPOSED_JSON_LIMITS) &&
+                SetExposed(choices, UserKey(uid), std::move(exposed)) &&
+                SaveJsonFile(file, choices) == Saved::Yes);
 }

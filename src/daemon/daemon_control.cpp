@@ -9,10 +9,11 @@
 
 namespace {
 
-// The shell command that sends a signal to the daemon. Its output and its exit status are ignored.
+// The shell command that sends a signal to the daemon. Its output and exit status are ignored: if the daemon
+// is not running, there is nothing to do.
 #define SIGNAL_COMMAND(option) "/bin/kill " option " `/bin/cat " DMS_PID_FILE "` > /dev/null 2>&1"
 
-constexpr unsigned int SECONDS_TO_WRITE = 1;
+constexpr unsigned int CLIENT_LIST_WRITE_SECONDS = 1;
 
 int StartAsPackage() {
     VEXAUtils::ProcessRunner runner(DMS_CONTROL_SCRIPT, DMS_CONTROL_SCRIPT, "start");
@@ -22,13 +23,13 @@ int StartAsPackage() {
 
 }  // namespace
 
-int RunControlScript(const char* order) {
-    return VLIBCExec(DMS_CONTROL_SCRIPT, order, nullptr, nullptr, nullptr) < 0 ? -1 : 0;
+int RunControlScript(const char* argument) {
+    return VLIBCExec(DMS_CONTROL_SCRIPT, argument, nullptr, nullptr, nullptr) < 0 ? -1 : 0;
 }
 
 void LetDaemonWriteClientList() {
     VLIBCProcSignalByPidFile(DMS_PID_FILE, SIGNAL_WRITE_CLIENT_LIST);
-    sleep(SECONDS_TO_WRITE);
+    sleep(CLIENT_LIST_WRITE_SECONDS);
 }
 
 void LetDaemonReadClientList() { RunShell(SIGNAL_COMMAND("-USR2")); }

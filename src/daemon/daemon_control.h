@@ -14,18 +14,18 @@ constexpr int SIGNAL_RELOAD_SETTINGS = SIGHUP;
 constexpr int SIGNAL_READ_CLIENT_LIST = SIGUSR2;
 constexpr int SIGNAL_WRITE_CLIENT_LIST = SIGCONT;
 
-// Modes of ControlDms.
+// Modes of ControlDms. This program uses only DMS_RESTART; the other modes are part of the interface.
 constexpr int DMS_STOP = 0;
 constexpr int DMS_START = 1;
 constexpr int DMS_RESTART = 2;
 
-// Runs the control script with "start", "stop" or "restart" and waits for its end. Returns a negative value
-// if the script failed.
-int RunControlScript(const char* order);
+// Runs the control script with "start", "stop" or "restart" and waits for its end. Returns 0, or -1 if the
+// script failed.
+int RunControlScript(const char* argument);
 
-// Asks the daemon to write its client list to the client list file, and gives it one second to do so. Does
-// nothing if the daemon is not running.
+// Asks the daemon to write the client list file and waits one second, in which the daemon has to finish.
+// Waits even if the daemon is not running.
 void LetDaemonWriteClientList();
 
-// Asks the daemon to read the client list file, which was just replaced.
+// Asks the daemon to read the client list file. Does nothing if the daemon is not running.
 void LetDaemonReadClientList();

@@ -1,4 +1,4 @@
-// The events of the system event log that this system records.
+// The events that this system records. The appliance's system event log defines the codes.
 #pragma once
 
 #include <string>
@@ -16,5 +16,5 @@ constexpr unsigned int EVENT_MIME_TABLE_ON = 0x11B00519;
 constexpr unsigned int EVENT_MIME_TABLE_OFF = 0x11B00520;
 constexpr unsigned int EVENT_MIME_LIST_WRITTEN = 0x11B00521;
 
-// Records one event with its first text; the other texts of this system's events are empty.
+// Records an event at level 2 for user 1, with `text` as its first text and no other texts.
 void RecordEvent(unsigned int event, const std::string& text = std::string());

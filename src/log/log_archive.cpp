@@ -14,7 +14,7 @@ namespace {
 #define PACKAGE_ETC_DIRECTORY APPLIANCE_ROOT "/var/packages/Dalmira/etc"
 #define DIAGNOSTICS_FILE PACKAGE_ETC_DIRECTORY "/etc.log"
 
-// What fills the diagnostics file, in its order; the first command empties it.
+// The commands that write the diagnostics file, in this order. The first one replaces an old file.
 constexpr const char* DIAGNOSTICS_COMMANDS[] = {
     "echo 'PID of dms:' > " DIAGNOSTICS_FILE,
     "pidof dms >> " DIAGNOSTICS_FILE,
@@ -40,14 +40,14 @@ void RemoveDiagnostics() { RunShell(CLEAN_UP_COMMAND); }
 void MediaServiceHandler::DownloadLog() {
     WriteDiagnostics();
     if (chdir(LOG_DIRECTORY) == -1) {
-        Fail(946);
+        ReportFailure(946);
         RemoveDiagnostics();
         return;
     }
     const ShellOutput archive(ARCHIVE_COMMAND);
     if (archive.Stream() == nullptr) {
         syslog(LOG_ERR, "%s:%d Failed to open pipe %s", SOURCE_NAME, 953, ARCHIVE_COMMAND);
-        Fail(954);
+        ReportFailure(954);
         RemoveDiagnostics();
         return;
     }
@@ -61,7 +61,7 @@ void MediaServiceHandler::ClearLog() {
     if (RunShell(DELETE_COMMAND)) {
         ReportSuccess(Json::Value());
     } else {
-        Fail(976);
+        ReportFailure(976);
     }
     if (RestartDms() == 0) {
         syslog(LOG_ERR, "%s:%d Failed to restart dalmira", SOURCE_NAME, 983);

@@ -10,21 +10,22 @@
 namespace {
 
 struct LogSwitch {
-    const char* level;  // stored as the key's value
+    const char* level;  // the value of LOG_LEVEL_KEY
     int failureNumber;
     unsigned int event;
 };
 
-constexpr LogSwitch ON = {"3", 1095, EVENT_LOG_ON};
-constexpr LogSwitch OFF = {"", 1101, EVENT_LOG_OFF};
+constexpr LogSwitch LOG_ON = {"3", 1095, EVENT_LOG_ON};
+constexpr LogSwitch LOG_OFF = {"", 1101, EVENT_LOG_OFF};
 
-// Any level at all is on.
+// Every level except the empty text means that the log is on.
 bool IsLogOn() {
     TextBuffer<32> level;
     return ReadText(LOG_LEVEL_KEY, level) > 0 && !level.empty();
 }
 
-// The web server's account on the appliance owns its log directory.
+// The owner is the account of the appliance's web server. Failures are ignored: the daemon's log does not
+// need this directory.
 void CreateWebLogDirectory() {
     struct stat status = {};
     if (stat(WEB_LOG_DIRECTORY, &status) != 0) {
@@ -50,9 +51,9 @@ void MediaServiceHandler::ApplyLogConf() {
     if (wanted) {
         CreateWebLogDirectory();
     }
-    const LogSwitch& change = wanted ? ON : OFF;
+    const LogSwitch& change = wanted ? LOG_ON : LOG_OFF;
     if (WriteSetting(LOG_LEVEL_KEY, change.level) < 0) {
-        Fail(change.failureNumber);
+        ReportFailure(change.failureNumber);
         return;
     }
     RecordEvent(change.event);

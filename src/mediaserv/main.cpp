@@ -6,8 +6,9 @@
 
 namespace {
 
-// On a command line, not in CGI use: there a query can become arguments (RFC 3875, 4.4).
-bool AsksForVersion(int count, char** arguments) {
+// The option works on a command line only: in CGI use, a query string can become command-line arguments
+// (RFC 3875, 4.4).
+bool IsVersionRequest(int count, char** arguments) {
     return count == 2 && strcmp(arguments[1], "--version") == 0 && getenv("GATEWAY_INTERFACE") == nullptr &&
            getenv("REQUEST_METHOD") == nullptr;
 }
@@ -15,7 +16,7 @@ bool AsksForVersion(int count, char** arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (AsksForVersion(argc, argv)) {
+    if (IsVersionRequest(argc, argv)) {
         puts("mediaserv " MEDIASERV_VERSION);
         return 0;
     }

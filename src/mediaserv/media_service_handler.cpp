@@ -10,7 +10,7 @@ namespace {
 
 struct Action {
     const char* name;
-    void (MediaServiceHandler::*serve)();
+    void (MediaServiceHandler::*handle)();
 };
 
 constexpr Action ACTIONS[] = {
@@ -47,7 +47,7 @@ void MediaServiceHandler::HandleRequest() {
     }
     for (const Action& action : ACTIONS) {
         if (strcmp(name, action.name) == 0) {
-            (this->*action.serve)();
+            (this->*action.handle)();
             return;
         }
     }
@@ -58,14 +58,14 @@ void MediaServiceHandler::WriteJsonResponse(Json::Value& body, const char* conte
     web_.WriteBody(body);
 }
 
-void MediaServiceHandler::WriteSuccess(bool success) {
-    Json::Value answer(Json::objectValue);
-    answer["success"] = success;
-    WriteJsonResponse(answer, JSON_TEXT_TYPE);
+void MediaServiceHandler::WriteResult(bool success) {
+    Json::Value response(Json::objectValue);
+    response["success"] = success;
+    WriteJsonResponse(response, JSON_TEXT_TYPE);
 }
 
-void MediaServiceHandler::Fail(int line) {
-    SetFormErrInfo("common", "error_system", line);
+void MediaServiceHandler::ReportFailure(int failureNumber) {
+    SetFormErrInfo("common", "error_system", failureNumber);
     ReportError();
 }
 

@@ -1,5 +1,5 @@
-// The map of the system: one class, every action a member. An action reads its form fields, does its work and
-// writes exactly one answer; it is defined in the file of its page.
+// The map of the system: one class, with a member for each action. An action reads its form fields, does its
+// work and writes exactly one response. It is defined in the source file of its topic.
 #pragma once
 
 #include <json/value.h>
@@ -10,18 +10,22 @@
 
 struct SettingsPage;
 
-// The source file name in log lines and error records.
+// The source name in log lines of the forms "%s:%d ..." and "%s (%d) ...". The number after it identifies the
+// message. These numbers are fixed, so that support can search for them; they are not lines of these files.
 constexpr char SOURCE_NAME[] = "mediaserv";
 
-// The content type of the answers that WriteJsonResponse writes.
+// The content type of raw JSON responses.
 constexpr char JSON_TEXT_TYPE[] = "text/plain; charset=\"UTF-8\"";
 
+// The appliance's CGI framework requires Hook1 and Hook2; nothing calls them. Integer results are those of
+// the appliance's interface: ControlDms returns 0 for success, RestartDms returns 0 for failure.
 class MediaServiceHandler : public ServerFormHandler {
   public:
     MediaServiceHandler() : ServerFormHandler(nullptr) {}
     ~MediaServiceHandler() override = default;
 
-    // Serves the request: nothing is written for one that is not authenticated or names no known action.
+    // Runs the action of the request. Writes nothing if the request is not authenticated or names no known
+    // action.
     void HandleRequest() override;
     void Hook1() override {}
     void Hook2() override {}
@@ -55,51 +59,55 @@ class MediaServiceHandler : public ServerFormHandler {
     void LoadCollection();
     void SaveCollection();
 
-    // Writes the configured language. Returns 0 or more, or -1 when it couldn't be written or `value` is
-    // null.
+    // Stores the language code `value`. Returns 0 or more, or -1 if it can't be written or is null.
     static int SetDmsLanguage(const char* value);
 
     // Runs the daemon's control script for DMS_STOP, DMS_START or DMS_RESTART and waits for its end. Returns
-    // 0, or -1 when the script failed or the mode is unknown.
+    // 0, or -1 if the script failed or the mode is unknown.
     static int ControlDms(int mode);
 
-    // Restarts the daemon and records the event. Returns 1, or 0 (and no event) when the restart failed.
+    // Restarts the daemon and records the event. Returns 1, or 0 without an event if the restart failed.
     static int RestartDms();
 
-    // Asks the daemon to read the settings file again (SIGHUP); nobody is told when it isn't running.
+    // Asks the daemon to read the settings file again (SIGHUP). Does nothing if the daemon is not running.
     static void ReloadDms();
 
-    // Reads the JSON document at `path`. False, with one line in the log, when the file can't be opened
-    // (`value` untouched) or parsed (`value` null).
+    // Reads the JSON document at `path`. Returns false and logs one line if the file can't be opened (`value`
+    // is unchanged), or can't be read or is not valid JSON (`value` is null).
     static bool GetJsonFromFile(const char* path, Json::Value& value);
 
-    // The user id of the logged-in user. False, with one line in the log and `uid` untouched, when the system
-    // doesn't know the user.
+    // Gets the user id of the authenticated user. Returns false with `uid` unchanged and logs one line if the
+    // system does not know the user.
     bool GetLoginUid(uint32_t& uid) const;
 
-    // Whether the video library's database accepts a connection.
+    // Returns whether the video library's database accepts a connection.
     static bool IsVideoDbAvailable();
 
+    // Return whether the appliance has the video library integration (always true), whether the integration
+    // is enabled, and whether the appliance can transcode videos (always false).
     static bool IsKinovoSupported();
     static bool IsKinovoEnabled();
     static bool IsVideoTranscodingSupported();
 
   private:
-    // The raw answer: `body` with the header of `contentType`.
+    // Writes the raw response `body` with a header for `contentType`.
     void WriteJsonResponse(Json::Value& body, const char* contentType);
 
-    // The raw answer {"success":success}.
-    void WriteSuccess(bool success);
+    // Writes the raw response {"success":success}.
+    void WriteResult(bool success);
 
-    // The framework's error report with the general system error and `line`.
-    void Fail(int line);
+    // Writes the framework's error report with the general system error and a failure number (see
+    // settings/settings_page.h).
+    void ReportFailure(int failureNumber);
 
-    // Saves the form on one of the settings pages, lets the daemon know and answers.
+    // Saves the submitted form of a settings page, restarts or reloads the daemon if a setting has changed,
+    // and writes the response.
     void SaveSettingsPage(const SettingsPage& page);
 
-    // Adds the interfaces of the appliance and the one to show as selected to the general page's answer.
+    // Adds the appliance's interfaces and the selected one to the response of the general page.
     static void LoadNetworkInterfaces(Json::Value& response);
 
-    // Answers with the document of a JSON file, or with the marker of one that can't be read.
-    void AnswerFile(const char* path);
+    // Responds with the document of a JSON file and "success": true. Responds with {"ClientList":0,
+    // "success":false} if the file can't be read or its document is neither an object nor null.
+    void RespondWithJsonFile(const char* path);
 };

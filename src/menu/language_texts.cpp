@@ -9,13 +9,13 @@ namespace {
 constexpr char TEXTS_DIRECTORY[] = APPLIANCE_ROOT "/var/packages/Dalmira/target/app/texts/";
 constexpr char SECTION[] = "customize";
 
-// Any other code would name a directory elsewhere.
-bool NamesLanguageDirectory(const std::string& code) {
+// Rejects a code that would name a directory outside TEXTS_DIRECTORY.
+bool IsLanguageCode(const std::string& code) {
     return !code.empty() && code.find('/') == std::string::npos && code != "." && code != "..";
 }
 
-// The section's texts, numbers and booleans as text; what has no text form is left out.
-Json::Value TextsOf(const Json::Value& section) {
+// Returns the section's members, with numbers and booleans as texts. Omits members of any other type.
+Json::Value ConvertToTexts(const Json::Value& section) {
     Json::Value texts(Json::objectValue);
     for (const std::string& key : section.getMemberNames()) {
         const Json::Value& text = section[key];
@@ -36,14 +36,14 @@ void MediaServiceHandler::GetDmsLangText() {
     } else {
         ReadText(LANGUAGE_KEY, language);
     }
-    Json::Value answer(Json::objectValue);
+    Json::Value response(Json::objectValue);
     const std::string code = language.c_str();
-    if (NamesLanguageDirectory(code)) {
+    if (IsLanguageCode(code)) {
         const Json::Value texts = VEXA::QMX::LocalizedStringParser().ParseTexts(TEXTS_DIRECTORY + code);
         if (texts[SECTION].isObject()) {
-            answer["text"]["mediaservice"] = TextsOf(texts[SECTION]);
+            response["text"]["mediaservice"] = ConvertToTexts(texts[SECTION]);
         }
     }
-    answer["success"] = true;
-    WriteJsonResponse(answer, JSON_TEXT_TYPE);
+    response["success"] = true;
+    WriteJsonResponse(response, JSON_TEXT_TYPE);
 }

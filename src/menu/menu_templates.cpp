@@ -1,4 +1,4 @@
-// The daemon's menu templates: opaque bytes to this system, one file each.
+// The daemon's menu templates. Each template is a file; this system does not interpret its content.
 #include <sys/stat.h>
 #include <syslog.h>
 
@@ -17,7 +17,7 @@ namespace {
 constexpr char CANT_OPEN[] = "%s (%d) FAILED TO OPEN FILE:%s, reason=%s";
 constexpr char BAD_PARAMETERS[] = "%s (%d) Bad parameters.";
 
-// A name that could leave the templates' directory or forge a line of a log is no name of a template.
+// Rejects a name that would leave the directory of the templates or forge a log line.
 bool IsTemplateName(const char* name) {
     return name != nullptr && std::none_of(name, name + strlen(name),
                                            [](unsigned char c) { return c == '/' || c < 0x20 || c == 0x7F; });
@@ -41,19 +41,19 @@ bool StatRegularFile(const std::string& path, struct stat& status) {
     return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
-// Copies `file` to the answer, a piece at a time through the one buffer.
-void StreamTemplate(FILE* file, const char* song) {
+// Copies `file` to standard output. Log lines name the file by `songPath`, a field of the request.
+void StreamTemplate(FILE* file, const char* songPath) {
     static char buffer[8192];
     do {
         const size_t count = fread(buffer, 1, sizeof buffer, file);
         if (count == 0) {
             if (ferror(file) != 0) {
-                LogFailure("%s (%d) FAILED TO READ SONG FILE:%s, reason=%s", 1024, song);
+                LogFailure("%s (%d) FAILED TO READ SONG FILE:%s, reason=%s", 1024, songPath);
             }
             return;
         }
         if (fwrite(buffer, 1, count, stdout) < count || fflush(stdout) != 0) {
-            LogFailure("%s (%d) FAILED TO WRITE SONG FILE:%s TO STREAM, reason=%s", 1030, song);
+            LogFailure("%s (%d) FAILED TO WRITE SONG FILE:%s TO STREAM, reason=%s", 1030, songPath);
             return;
         }
     } while (feof(file) == 0);
@@ -65,14 +65,14 @@ void MediaServiceHandler::LoadMenu() {
     const char* name = web_.In("template", nullptr);
     if (!IsTemplateName(name)) {
         syslog(LOG_ERR, BAD_PARAMETERS, SOURCE_NAME, 999);
-        WriteSuccess(false);
+        WriteResult(false);
         return;
     }
     const std::string path = TemplatePath(name);
     FILE* file = OpenTemplate(path);
     if (file == nullptr) {
         LogFailure(CANT_OPEN, 1008, path);
-        WriteSuccess(false);
+        WriteResult(false);
         return;
     }
     struct stat status = {};
@@ -82,7 +82,7 @@ void MediaServiceHandler::LoadMenu() {
         StreamTemplate(file, web_.In("songpath", ""));
     } else {
         LogFailure("%s (%d) FAILED TO STAT FILE:%s, reason=%s", 1013, path);
-        WriteSuccess(false);
+        WriteResult(false);
     }
     fclose(file);
 }
@@ -92,7 +92,7 @@ void MediaServiceHandler::SaveMenu() {
     const char* content = web_.In("content", nullptr);
     if (!IsTemplateName(name) || content == nullptr) {
         syslog(LOG_ERR, BAD_PARAMETERS, SOURCE_NAME, 1144);
-        WriteSuccess(false);
+        WriteResult(false);
         return;
     }
     const std::string path = TemplatePath(name);
@@ -101,13 +101,13 @@ void MediaServiceHandler::SaveMenu() {
         LogFailure(CANT_OPEN, 1153, path);
     }
     if (saved != Saved::Yes) {
-        WriteSuccess(false);
+        WriteResult(false);
         return;
     }
     if (strcmp(web_.In("restartserver", ""), "true") == 0 && RestartDms() == 0) {
         syslog(LOG_ERR, "%s (%d) Failed to restart dalmira", SOURCE_NAME, 1161);
-        WriteSuccess(false);
+        WriteResult(false);
         return;
     }
-    WriteSuccess(true);
+    WriteResult(true);
 }

@@ -7,14 +7,14 @@
 
 namespace {
 
-constexpr long SMALLEST_EXPIRY = 5;
-constexpr char SMALLEST_EXPIRY_TEXT[] = "5";
+constexpr long MIN_EXPIRY = 5;
+constexpr char MIN_EXPIRY_TEXT[] = "5";
 
-long Number(const char* text) { return strtol(text, nullptr, 10); }
+long ToNumber(const char* text) { return strtol(text, nullptr, 10); }
 
-void RaiseExpiry(SettingText& seconds) {
-    if (!seconds.empty() && Number(seconds.c_str()) < SMALLEST_EXPIRY) {
-        seconds.Copy(SMALLEST_EXPIRY_TEXT);
+void RaiseToMinExpiry(SettingText& seconds) {
+    if (!seconds.empty() && ToNumber(seconds.c_str()) < MIN_EXPIRY) {
+        seconds.Copy(MIN_EXPIRY_TEXT);
     }
 }
 
@@ -32,7 +32,7 @@ constexpr Setting SETTINGS[] = {
          .bytes = 16,
          .defaultValue = "920",
          .mayBeEmpty = true,
-         .normalise = RaiseExpiry},
+         .normalise = RaiseToMinExpiry},
     Text{.field = "language",
          .key = LANGUAGE_KEY,
          .failureNumber = 406,
@@ -51,7 +51,7 @@ constexpr Setting SETTINGS[] = {
          .bytes = 32,
          .defaultValue = "simple",
          .keepIfAbsent = true},
-    // Shown with the list of interfaces.
+    // LoadNetworkInterfaces adds the member.
     Text{.field = "dmsInterface",
          .key = NETWORK_KEY,
          .failureNumber = 426,
@@ -67,7 +67,7 @@ constexpr SettingsPage GENERAL_PAGE = {SETTINGS, 435};
 void MediaServiceHandler::LoadGeneralPage() {
     Json::Value data = LoadSettings(GENERAL_PAGE);
     Json::Value& expiry = data["ssdp_advr"];
-    expiry = Json::Int64(Number(expiry.asCString()));
+    expiry = Json::Int64(ToNumber(expiry.asCString()));
     LoadNetworkInterfaces(data);
     ReportSuccess(data);
 }

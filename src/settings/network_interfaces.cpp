@@ -17,30 +17,31 @@
 
 namespace {
 
-std::string NumberedPort(const std::string& lanPort, const std::string& name) {
+std::string NumberedLanPort(const std::string& lanPortText, const std::string& name) {
     const long number = name.size() > 3 ? strtol(name.c_str() + 3, nullptr, 10) : 0;
-    return lanPort + " " + std::to_string(number + 1LL);
+    return lanPortText + " " + std::to_string(number + 1LL);
 }
 
-// An interface that no rule covers shows its own name.
-std::string DisplayText(const StringBundle& texts, int position, long lanPorts, const std::string& name) {
-    std::string lanPort = texts.Text("tcpip_lan_port", "");
+std::string DisplayText(const StringBundle& texts, int position, long lanPortCount, const std::string& name) {
+    std::string lanPortText = texts.Text("tcpip_lan_port", "");
     if (position == 0) {
-        if (lanPorts == 1) {
-            return lanPort;
+        if (lanPortCount == 1) {
+            return lanPortText;
         }
-        return name.starts_with("bond") ? texts.Text("linkaggr_desc", "") : NumberedPort(lanPort, name);
+        return name.starts_with("bond") ? texts.Text("linkaggr_desc", "")
+                                        : NumberedLanPort(lanPortText, name);
     }
     if (name == VEXAWirelessInterfaceGet()) {
         return texts.Text("wireless_network", "");
     }
     if (name.starts_with("eth")) {
-        return NumberedPort(lanPort, name);
+        return NumberedLanPort(lanPortText, name);
     }
     return name.starts_with("lbr") ? texts.Text("leaf_wireless_ap", "") : name;
 }
 
-// The first line as it stands, its end included: the daemon writes none.
+// Returns the first line of DMS_IP_FILE with its line end, if there is one: a line end makes it differ from
+// every address.
 TextBuffer<256> ServedAddress() {
     std::string content;
     ReadFile(DMS_IP_FILE, content);
@@ -48,9 +49,10 @@ TextBuffer<256> ServedAddress() {
     return TextBuffer<256>(content.substr(0, end == std::string::npos ? end : end + 1).c_str());
 }
 
-// The entries for `count` interfaces, up to the first whose card can't be asked; moves `selected` to the last
-// interface that has the address the daemon serves on.
-Json::Value ListInterfaces(std::span<const VexaInterface> interfaces, long lanPorts, Json::Value& selected) {
+// Returns an entry for each interface, up to the first one whose address can't be read. If an interface has
+// the address that the daemon serves on, sets `selected` to its name.
+Json::Value ListInterfaces(std::span<const VexaInterface> interfaces, long lanPortCount,
+                           Json::Value& selected) {
     const StringBundle texts("tcpip", "network", "tree");
     const TextBuffer<256> served = ServedAddress();
     Json::Value list;
@@ -63,7 +65,7 @@ Json::Value ListInterfaces(std::span<const VexaInterface> interfaces, long lanPo
         }
         Json::Value entry(Json::objectValue);
         entry["display"] =
-            TextBuffer<256>(DisplayText(texts, position, lanPorts, interface.name).c_str()).c_str();
+            TextBuffer<256>(DisplayText(texts, position, lanPortCount, interface.name).c_str()).c_str();
         entry["value"] = interface.name;
         list.append(entry);
         if (!served.empty() && served == card.address) {
@@ -77,8 +79,8 @@ Json::Value ListInterfaces(std::span<const VexaInterface> interfaces, long lanPo
 }  // namespace
 
 void MediaServiceHandler::LoadNetworkInterfaces(Json::Value& response) {
-    std::array<VexaInterface, INTERFACE_LIST_MAX> records = {};
-    const int count = VLIBNetGetInterfaceInfo(records.data(), INTERFACE_LIST_MAX, 2);
+    std::array<VexaInterface, MAX_INTERFACES> records = {};
+    const int count = VLIBNetGetInterfaceInfo(records.data(), MAX_INTERFACES, 2);
     response["network"] = Json::Value();
     response["network_total"] = count;
     if (count <= 0) {
@@ -86,17 +88,17 @@ void MediaServiceHandler::LoadNetworkInterfaces(Json::Value& response) {
                static_cast<unsigned int>(VLIBCErrGet()));
         return;
     }
-    const std::string lanPortsText = VexaConf().Def("maxlanport", "1");
-    const long lanPorts = strtol(lanPortsText.c_str(), nullptr, 10);
-    if (lanPorts <= 0) {
+    const std::string maxLanPort = VexaConf().Def("maxlanport", "1");
+    const long lanPortCount = strtol(maxLanPort.c_str(), nullptr, 10);
+    if (lanPortCount <= 0) {
         syslog(LOG_ERR, "%s:%d Failed to _VexaInfo.Def(maxlanport)=[%s]", SOURCE_NAME, 1223,
-               lanPortsText.c_str());
+               maxLanPort.c_str());
         return;
     }
     TextBuffer<32> configured("eth0");
     ReadText(NETWORK_KEY, configured);
     Json::Value selected = configured.c_str();
     response["network"] =
-        ListInterfaces(std::span(records).first(static_cast<size_t>(count)), lanPorts, selected);
+        ListInterfaces(std::span(records).first(static_cast<size_t>(count)), lanPortCount, selected);
     response["dmsInterface"] = selected;
 }

@@ -11,10 +11,11 @@
 constexpr char SETTINGS_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/etc/dmsinfo.conf";
 constexpr char KV_LINE_FORMAT[] = "%s=\"%s\"\n";
 
-// All keys end in this.
+// The suffix of all keys. A macro, so that literals can contain it.
 #define KEY_SUFFIX "_mediaservice"
 
-// The keys that the daemon over MiniDLNA reads, too. Every other key is in the table of its page.
+// The keys that the daemon over MiniDLNA or several files of this program read. Every other key is defined in
+// the table of its page.
 constexpr char LANGUAGE_KEY[] = "language" KEY_SUFFIX;
 constexpr char NETWORK_KEY[] = "network" KEY_SUFFIX;
 constexpr char EXPIRY_KEY[] = "advrexpire" KEY_SUFFIX;
@@ -31,12 +32,12 @@ constexpr char DEFAULT_LANGUAGE[] = "enu";
 constexpr char SWITCH_ON[] = "yes";
 constexpr char SWITCH_OFF[] = "no";
 
-// Return whether a switch is on. A missing key is off; case does not matter.
-bool ReadSwitch(const char* key);          // on only if stored as SWITCH_ON
-bool ReadSwitchUnlessNo(const char* key);  // on if stored as anything but SWITCH_OFF
+// Return whether a switch is on. A switch is off if its key is missing. Case is ignored.
+bool ReadSwitch(const char* key);          // on if the stored text is SWITCH_ON
+bool ReadSwitchUnlessNo(const char* key);  // on if the stored text is not SWITCH_OFF
 
-// Reads a text, cut to `bytes` with its terminating zero byte. Returns a value above 0 if the key was found;
-// otherwise `text` keeps its content, for example a default value.
+// Reads a text, cut to `bytes` (at most N) with the terminating zero byte. Returns a value above 0 if the key
+// was found; otherwise `text` is unchanged and can hold a default value.
 template <size_t N>
 int ReadText(const char* key, TextBuffer<N>& text, size_t bytes = N) {
     return VLIBCFileGetKeyValue(SETTINGS_FILE, key, text.data(), static_cast<int>(bytes), 0);
@@ -45,5 +46,5 @@ int ReadText(const char* key, TextBuffer<N>& text, size_t bytes = N) {
 // Writes one setting. Returns a negative value on failure.
 int WriteSetting(const char* key, const char* value);
 
-// Whether a form field switches something on: it was sent and is "true", ignoring case.
+// Returns whether a form field was sent and is "true", ignoring case.
 inline bool IsTrue(const char* field) { return field != nullptr && strcasecmp(field, "true") == 0; }

@@ -7,7 +7,7 @@
 
 namespace {
 
-// A submitted value that differs from the stored one. Two kinds of settings, each with the same operations.
+// A submitted value that differs from the stored one. The functions below exist for both kinds of settings.
 struct SwitchChange {
     const Switch& setting;
     bool on;
@@ -51,7 +51,8 @@ void Compare(const Text& setting, const WebMan& web, Changes& changes) {
     if (setting.enabledBy != nullptr && !IsTrue(web.In(setting.enabledBy, nullptr))) {
         return;
     }
-    // A missing text is empty here, whatever the page shows for it: saving what is shown stores it.
+    // A missing text is compared as an empty text, not as its default value, so that a save stores the
+    // default value that the page shows.
     SettingText stored;
     ReadText(setting.key, stored, setting.bytes);
     const SettingText submitted = SubmittedText(setting, web, stored);
@@ -60,14 +61,15 @@ void Compare(const Text& setting, const WebMan& web, Changes& changes) {
     }
 }
 
-// Each writes a change and does what belongs to it. Returns the line of a failure, else 0.
+// Write a change, run its hook and record its event. Return 0, or the failure number.
 int Write(const SwitchChange& change) {
     const auto& [setting, on] = change;
     if (WriteSetting(setting.key, on ? SWITCH_ON : SWITCH_OFF) < 0) {
         return on ? setting.failureNumber.on : setting.failureNumber.off;
     }
-    if (const int line = setting.afterWrite != nullptr ? setting.afterWrite(on) : 0; line != 0) {
-        return line;
+    const int failureNumber = setting.afterWrite != nullptr ? setting.afterWrite(on) : 0;
+    if (failureNumber != 0) {
+        return failureNumber;
     }
     if (const unsigned int event = on ? setting.event.on : setting.event.off; event != 0) {
         RecordEvent(event);
@@ -106,8 +108,9 @@ void MediaServiceHandler::SaveSettingsPage(const SettingsPage& page) {
     }
     bool restart = false;
     for (const auto& row : changes) {
-        if (const int line = std::visit([](const auto& change) { return Write(change); }, row); line != 0) {
-            Fail(line);
+        const int failureNumber = std::visit([](const auto& change) { return Write(change); }, row);
+        if (failureNumber != 0) {
+            ReportFailure(failureNumber);
             return;
         }
         restart = restart ||
@@ -115,7 +118,7 @@ void MediaServiceHandler::SaveSettingsPage(const SettingsPage& page) {
     }
     if (restart) {
         if (RestartDms() == 0) {
-            Fail(page.restartFailureNumber);
+            ReportFailure(page.restartFailureNumber);
             return;
         }
     } else if (!changes.empty()) {

@@ -1,7 +1,8 @@
-// The three settings pages: each is a table of settings, in the order in which a save writes them, over the one
-// routine that loads, compares and writes them.
+// The three settings pages. Each page is a table of settings, in the order in which a save writes them. One
+// routine loads, compares and writes the settings of every page.
 //
-// Failure numbers (546, 598, ...) tell pages and support which step of a save failed. They never change.
+// A failure number (546, 599, ...) identifies the step of an action that failed. Pages receive it as the
+// member "line" of the error report. The numbers never change, so that pages and support can rely on them.
 #pragma once
 
 #include <json/value.h>
@@ -12,7 +13,7 @@
 
 #include "settings/settings_file.h"
 
-// Large enough for the longest text of a page.
+// Large enough for the longest text of all pages.
 using SettingText = TextBuffer<256>;
 
 // What the daemon needs before a changed setting takes effect.
@@ -30,27 +31,27 @@ struct Switch {
     const char* key;               // in the settings file
     OnOff<int> failureNumber;      // reported when the write fails
     Needs needs = Needs::Restart;  // what a change needs
-    OnOff<unsigned int> event{};   // recorded after the write; 0 for none
+    OnOff<unsigned int> event{};   // recorded after the write; 0 for no event
 
     bool (*read)(const char* key) = ReadSwitch;
     int (*afterWrite)(bool on) = nullptr;  // returns a failure number, or 0 for success
 };
 
 struct Text {
-    const char* field;  // the first members have the same meaning as those of a switch
+    const char* field;  // field, key, failureNumber, needs and event: see Switch
     const char* key;
     int failureNumber;
     Needs needs = Needs::Restart;
     unsigned int event = 0;
-    std::string (*eventText)(const char* written) = nullptr;  // the event's first text; null for an empty one
+    std::string (*eventText)(const char* written) = nullptr;  // the event's first text; null for none
 
-    size_t bytes = sizeof(SettingText);  // the limit, terminating zero byte included
-    const char* defaultValue = nullptr;  // shown if the key is missing; null if the page adds the member itself
+    size_t bytes = sizeof(SettingText);  // byte limit, including the terminating zero byte
+    const char* defaultValue = nullptr;  // shown if the key is missing; null if the page adds the member
     bool mayBeEmpty = false;             // otherwise an empty text is saved as the default value
-    bool keepIfAbsent = false;           // a field that was not sent keeps the stored text; otherwise it is empty
+    bool keepIfAbsent = false;           // an absent field keeps the stored text; otherwise it is empty
     const char* enabledBy = nullptr;     // the field is ignored unless this switch field is on
 
-    void (*normalise)(SettingText& submitted) = nullptr;
+    void (*normalise)(SettingText& submitted) = nullptr;  // called before the text is compared
     int (*write)(const char* key, const char* value) = WriteSetting;
 };
 
@@ -69,5 +70,5 @@ extern const SettingsPage GENERAL_PAGE;
 // Returns the page's stored settings by JSON member: switches as booleans, texts as strings.
 Json::Value LoadSettings(const SettingsPage& page);
 
-// An eventText function: the text that was written.
+// An eventText function that returns the written text.
 std::string WrittenText(const char* written);

@@ -1,16 +1,16 @@
-// A text of bounded size, as the daemon keeps its own.
+// A text of limited size. The daemon has the same limits for its texts.
 #pragma once
 
 #include <cstring>
 
-// At most `N` bytes with the terminator; filled with zero bytes.
+// Holds at most `N` bytes, including the terminating zero byte. All bytes after the text are zero.
 template <size_t N>
 class TextBuffer {
   public:
     TextBuffer() = default;
     explicit TextBuffer(const char* text) { Copy(text); }
 
-    // Takes over `text`, cut to `bytes` (N at most) with the terminator.
+    // Copies `text`, cut to `bytes` (at most N) with the terminating zero byte.
     void Copy(const char* text, size_t bytes = N) {
         memset(text_, 0, N);
         memcpy(text_, text, strnlen(text, (bytes < N ? bytes : N) - 1));

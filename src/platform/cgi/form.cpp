@@ -17,16 +17,15 @@ namespace {
 constexpr char URLENCODED[] = "application/x-www-form-urlencoded";
 constexpr char MULTIPART[] = "multipart/form-data";
 
-// Of a refused one; a web server's own limit is below that.
+// The byte limit for reading a rejected body. Web servers usually have a lower limit of their own.
 constexpr size_t MAX_DISCARDED_BODY = 2 * MAX_REQUEST_BODY;
 
 constexpr char BAD_REQUEST[] = "400 Bad Request";
 constexpr char TOO_LARGE[] = "413 Content Too Large";
 constexpr char UNSUPPORTED_TYPE[] = "415 Unsupported Media Type";
 
-// Decodes percent-encoding, and '+' as a space. A '%' without two hexadecimal digits behind it stays as it
-// is.
-std::string Decoded(std::string_view text) {
+// Decodes percent-encoding, and '+' as a space. Keeps a '%' that two hexadecimal digits do not follow.
+std::string DecodePercent(std::string_view text) {
     std::string decoded;
     decoded.reserve(text.size());
     for (const char *next = text.data(), *end = next + text.size(); next != end;) {
@@ -42,12 +41,13 @@ std::string Decoded(std::string_view text) {
     return decoded;
 }
 
-const char* Variable(const char* name) {
+const char* EnvironmentText(const char* name) {
     const char* value = getenv(name);
     return value != nullptr ? value : "";
 }
 
-// RFC 3875, 4.1.2: digits, or empty when there is no body.
+// Parses CONTENT_LENGTH (RFC 3875, 4.1.2): decimal digits, or empty if there is no body. Returns null, or the
+// HTTP status to reject the request with.
 const char* ReadLength(std::string_view text, size_t& length) {
     length = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), length);
@@ -69,7 +69,8 @@ bool ReadStandardInput(std::string& body, size_t length) {
     return true;
 }
 
-// A server that hands over the whole body before it reads the answer takes an early end for a failure.
+// A web server that sends the whole body before it reads the response reports an error if the program ends
+// without reading it.
 void DiscardStandardInput(size_t length) {
     std::array<char, 64U << 10U> piece;
     for (size_t left = std::min(length, MAX_DISCARDED_BODY); left > 0;) {
@@ -85,17 +86,18 @@ bool IsMediaType(std::string_view contentType, std::string_view type) {
     return EqualsIgnoringCase(contentType.substr(0, contentType.find_first_of("; \t")), type);
 }
 
+// Returns null, or the HTTP status to reject the request with.
 const char* AppendBody(std::vector<FormField>& fields) {
     size_t length = 0;
-    const char* refusal = ReadLength(Variable("CONTENT_LENGTH"), length);
-    const std::string_view type = Variable("CONTENT_TYPE");
+    const char* errorStatus = ReadLength(EnvironmentText("CONTENT_LENGTH"), length);
+    const std::string_view type = EnvironmentText("CONTENT_TYPE");
     const bool multipart = IsMediaType(type, MULTIPART);
-    if (refusal == nullptr && length > 0 && !multipart && !IsMediaType(type, URLENCODED)) {
-        refusal = UNSUPPORTED_TYPE;
+    if (errorStatus == nullptr && length > 0 && !multipart && !IsMediaType(type, URLENCODED)) {
+        errorStatus = UNSUPPORTED_TYPE;
     }
-    if (refusal != nullptr || length == 0) {
+    if (errorStatus != nullptr || length == 0) {
         DiscardStandardInput(length);
-        return refusal;
+        return errorStatus;
     }
     std::string body;
     if (!ReadStandardInput(body, length)) {
@@ -108,15 +110,15 @@ const char* AppendBody(std::vector<FormField>& fields) {
 
 const char* AppendUrlencoded(std::string_view text, std::vector<FormField>& fields) {
     while (!text.empty()) {
-        std::string_view value = TakeUntil(text, "&");
+        std::string_view value = ConsumeUntil(text, "&");
         if (value.empty()) {
             continue;
         }
         if (fields.size() == MAX_FORM_FIELDS) {
             return TOO_LARGE;
         }
-        const std::string_view name = TakeUntil(value, "=");
-        fields.push_back({Decoded(name), Decoded(value)});
+        const std::string_view name = ConsumeUntil(value, "=");
+        fields.push_back({DecodePercent(name), DecodePercent(value)});
     }
     return nullptr;
 }
@@ -139,13 +141,13 @@ const char* AppendMultipart(std::string_view body, std::string_view contentType,
 
 Form ReadForm() {
     Form form;
-    form.refusal = AppendBody(form.fields);
-    if (form.refusal == nullptr) {
-        form.refusal = AppendUrlencoded(Variable("QUERY_STRING"), form.fields);
+    form.errorStatus = AppendBody(form.fields);
+    if (form.errorStatus == nullptr) {
+        form.errorStatus = AppendUrlencoded(EnvironmentText("QUERY_STRING"), form.fields);
     }
-    if (form.refusal != nullptr) {
+    if (form.errorStatus != nullptr) {
         form.fields.clear();
-        syslog(LOG_WARNING, "request refused: %s", form.refusal);
+        syslog(LOG_WARNING, "request refused: %s", form.errorStatus);
     }
     return form;
 }

@@ -1,4 +1,5 @@
-// The form of a CGI request: query string, urlencoded and multipart bodies.
+// The form of a CGI request: the query string and an urlencoded or multipart request body. It decodes
+// percent-encoding itself, because one small function does not justify a library.
 #pragma once
 
 #include <cstddef>
@@ -6,9 +7,8 @@
 #include <string_view>
 #include <vector>
 
-// What a form may cost.
-constexpr size_t MAX_REQUEST_BODY = 32U << 20U;
-constexpr size_t MAX_FORM_FIELDS = 10'000;
+constexpr size_t MAX_REQUEST_BODY = 32U << 20U;  // bytes
+constexpr size_t MAX_FORM_FIELDS = 10'000;       // of the body and the query string together
 
 struct FormField {
     std::string name;
@@ -16,22 +16,24 @@ struct FormField {
 };
 
 struct Form {
-    // Those of the body before those of the query string, each in the order in which they came.
+    // The fields of the body, then those of the query string, each in the order of the request. Empty if the
+    // request is rejected.
     std::vector<FormField> fields;
 
-    // The HTTP status that a malformed request is refused with ("413 Content Too Large"), null for a good
-    // one. A refused form has no fields.
-    const char* refusal = nullptr;
+    // The HTTP status of a rejected request ("413 Content Too Large"); null if the request is valid.
+    const char* errorStatus = nullptr;
 };
 
-// Reads the form of this process's request from the CGI environment and standard input (RFC 3875). Length and
-// content type are judged before memory is taken; a body that is cut short is refused.
+// Reads the form of this process's request from the CGI environment and standard input (RFC 3875). Checks
+// length and content type before it allocates memory. Rejects a body that is shorter than announced.
 Form ReadForm();
 
-// Each takes a text apart and appends its fields: of a body or a query string
-// (application/x-www-form-urlencoded;
-// '&' alone separates), and of a body of the given multipart content type. They return the status that the
-// text is refused with, null for a good one.
+// Both functions append the fields of `text` or `body` to `fields`. They return null, or the HTTP status if
+// they reject the input: it is malformed, or `fields` would have more than MAX_FORM_FIELDS elements.
+
+// Parses application/x-www-form-urlencoded, in a body or a query string. Only '&' separates fields.
 const char* AppendUrlencoded(std::string_view text, std::vector<FormField>& fields);
+
+// Parses a body of the multipart content type `contentType`.
 const char* AppendMultipart(std::string_view body, std::string_view contentType,
                             std::vector<FormField>& fields);

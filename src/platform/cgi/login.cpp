@@ -12,8 +12,9 @@ namespace {
 
 const char* TextOrEmpty(const char* text) { return text != nullptr ? text : ""; }
 
-// Fetch metadata (W3C) where the browser sends it, else the origin (RFC 6454) against the host asked for.
-bool IsForeign(const char* site, const char* origin, const char* host) {
+// Uses the fetch metadata (W3C) if the browser sends it. Otherwise compares the origin (RFC 6454) with the
+// requested host.
+bool IsCrossSite(const char* site, const char* origin, const char* host) {
     if (site != nullptr) {
         return strcmp(site, "same-origin") != 0 && strcmp(site, "none") != 0;
     }
@@ -32,7 +33,7 @@ bool IsLoggedIn() {
     }
     const char* site = getenv("HTTP_SEC_FETCH_SITE");
     const char* origin = getenv("HTTP_ORIGIN");
-    if (IsForeign(site, origin, getenv("HTTP_HOST"))) {
+    if (IsCrossSite(site, origin, getenv("HTTP_HOST"))) {
         syslog(LOG_WARNING, "request of a foreign page refused: site \"%s\", origin \"%s\"",
                EscapeForLog(TextOrEmpty(site)).c_str(), EscapeForLog(TextOrEmpty(origin)).c_str());
         return false;

@@ -1,9 +1,9 @@
-// Who sent the request, as the web server tells in the CGI environment (RFC 3875).
+// The authenticated user of the request, as the web server reports it in the CGI environment (RFC 3875).
 #pragma once
 
-// Whether the web server has authenticated the user (REMOTE_USER) and the request comes from a page of its
-// own site. One of another site's page is refused with a line in the log.
+// Returns whether the web server has authenticated the user (REMOTE_USER) and the request comes from a page
+// of its own site. Logs and rejects a request from a page of another site.
 bool IsLoggedIn();
 
-// The user's name; empty when there is none.
+// Returns the user's name; empty if nobody is authenticated.
 const char* LoginUserName();

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view CRLF = "\r\n";
 constexpr std::string_view BLANKS = " \t";
-constexpr std::string_view SPACES = " \t\r\n";  // those of a header that goes on in the next line, too
+constexpr std::string_view SPACES = " \t\r\n";  // includes the line ends of a continued header
 constexpr std::string_view BOUNDARY_CHARACTERS =
     "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz'()+_,-./:=? ";
 constexpr size_t MAX_BOUNDARY = 70;
@@ -25,35 +25,35 @@ std::string_view Trimmed(std::string_view text) {
 struct Parameter {
     std::string_view name;
     std::string_view value;
-    bool present = false;  // with a value, be it empty
+    bool hasValue = false;  // a quoted value can be empty
 };
 
-// Takes what stands before the next semicolon off a header's value (RFC 9110, 5.6.6): the value proper, or a
-// parameter, with blanks around its '=' or without. A quoted value may hold semicolons; one without its end
-// counts as none.
-Parameter NextParameter(std::string_view& rest) {
+// Removes the text up to the next semicolon from a header's value and returns it as a parameter (RFC 9110,
+// 5.6.6). The first text, for example form-data, is returned as a name without a value. Accepts blanks around
+// '='. A quoted value can contain semicolons; without its closing quote it is ignored.
+Parameter ConsumeParameter(std::string_view& rest) {
     const size_t nameEnd = std::min(rest.find_first_of("=;"), rest.size());
     Parameter parameter = {Trimmed(rest.substr(0, nameEnd)), {}};
     rest.remove_prefix(nameEnd);
-    if (TakePrefix(rest, "=")) {
+    if (ConsumePrefix(rest, "=")) {
         rest.remove_prefix(std::min(rest.find_first_not_of(SPACES), rest.size()));
-        if (TakePrefix(rest, "\"")) {
-            parameter.present = rest.find('"') != std::string_view::npos;
-            const std::string_view quoted = TakeUntil(rest, "\"");
-            parameter.value = parameter.present ? quoted : "";
+        if (ConsumePrefix(rest, "\"")) {
+            parameter.hasValue = rest.find('"') != std::string_view::npos;
+            const std::string_view quoted = ConsumeUntil(rest, "\"");
+            parameter.value = parameter.hasValue ? quoted : "";
         } else {
             parameter.value = Trimmed(rest.substr(0, rest.find(';')));
-            parameter.present = !parameter.value.empty();
+            parameter.hasValue = !parameter.value.empty();
         }
     }
-    TakeUntil(rest, ";");
+    ConsumeUntil(rest, ";");
     return parameter;
 }
 
-// The parameter `name` of a header's value.
+// Returns the parameter `name` of a header's value. If it is missing, `hasValue` is false.
 Parameter FindParameter(std::string_view header, std::string_view name) {
     while (!header.empty()) {
-        const Parameter parameter = NextParameter(header);
+        const Parameter parameter = ConsumeParameter(header);
         if (EqualsIgnoringCase(parameter.name, name)) {
             return parameter;
         }
@@ -61,43 +61,43 @@ Parameter FindParameter(std::string_view header, std::string_view name) {
     return {};
 }
 
-// One of hyphens alone would be found a second time in the hyphens around it.
+// A boundary of hyphens only would be ambiguous, because hyphens start and end the closing delimiter.
 bool IsBoundary(std::string_view text) {
     return text.size() <= MAX_BOUNDARY && !text.ends_with(' ') &&
            text.find_first_not_of(BOUNDARY_CHARACTERS) == std::string_view::npos &&
            text.find_first_not_of('-') != std::string_view::npos;
 }
 
-// Takes a header with the lines that continue it off `rest`.
-std::string_view TakeHeader(std::string_view& rest) {
+// Removes a header, with its continuation lines, from `rest` and returns it.
+std::string_view ConsumeHeader(std::string_view& rest) {
     const std::string_view all = rest;
     do {
-        TakeUntil(rest, CRLF);
+        ConsumeUntil(rest, CRLF);
     } while (!rest.empty() && BLANKS.find(rest.front()) != BLANKS.npos);
     return all.substr(0, all.size() - rest.size());
 }
 
-// Takes the headers and the empty line behind them off `part`. False when they don't name a field.
-bool TakeHeaders(std::string_view& part, std::string_view& fieldName) {
+// Removes the headers and the empty line after them from `part`. Returns false if they do not name a field.
+bool ConsumeHeaders(std::string_view& part, std::string_view& fieldName) {
     Parameter field;
-    bool disposed = false;
+    bool hasDisposition = false;
     while (!part.empty() && !part.starts_with(CRLF)) {
-        std::string_view value = TakeHeader(part);
+        std::string_view value = ConsumeHeader(part);
         if (!value.ends_with(CRLF)) {
             return false;
         }
-        const std::string_view name = Trimmed(TakeUntil(value, ":"));
-        if (!disposed && EqualsIgnoringCase(name, DISPOSITION)) {
-            disposed = true;
+        const std::string_view name = Trimmed(ConsumeUntil(value, ":"));
+        if (!hasDisposition && EqualsIgnoringCase(name, DISPOSITION)) {
+            hasDisposition = true;
             field = FindParameter(value, "name");
         }
     }
-    TakePrefix(part, CRLF);
+    ConsumePrefix(part, CRLF);
     fieldName = field.value;
-    return field.present;
+    return field.hasValue;
 }
 
-// The first place from `start` on where a line begins with `delimiter`, npos when there is none.
+// Returns the first position, `start` or later, of a line that begins with `delimiter`, or npos.
 size_t FindLine(std::string_view text, std::string_view delimiter, size_t start) {
     size_t found = text.find(delimiter, start);
     while (found != std::string_view::npos && found != 0 && !text.substr(0, found).ends_with(CRLF)) {
@@ -113,19 +113,20 @@ std::string MultipartBoundary(std::string_view contentType) {
     return IsBoundary(boundary) ? std::string(boundary) : std::string();
 }
 
-bool SplitMultipart(std::string_view body, std::string_view boundary, size_t most,
+bool SplitMultipart(std::string_view body, std::string_view boundary, size_t maxFields,
                     std::vector<MultipartField>& fields) {
     const std::string delimiter = "--" + std::string(boundary);
     const size_t first = FindLine(body, delimiter, 0);
-    for (size_t position = first; position != std::string_view::npos && fields.size() <= most;) {
+    for (size_t position = first; position != std::string_view::npos && fields.size() <= maxFields;) {
         std::string_view rest = body.substr(position + delimiter.size());
-        const bool closes = TakePrefix(rest, "--");
-        // Mail systems may have put blanks behind a boundary.
-        if (!Trimmed(TakeUntil(rest, CRLF)).empty()) {
+        const bool isClosing = ConsumePrefix(rest, "--");
+        // RFC 2046 allows blanks after a boundary.
+        if (!Trimmed(ConsumeUntil(rest, CRLF)).empty()) {
             return false;
         }
-        if (closes) {
-            // A form without fields is the closing boundary alone: behind anything else a boundary was lost.
+        if (isClosing) {
+            // A form without fields is only the closing boundary, at the start of the body. If other text
+            // comes before it, the first boundary is missing.
             return first == 0 || !fields.empty();
         }
         const size_t start = body.size() - rest.size();
@@ -135,10 +136,10 @@ bool SplitMultipart(std::string_view body, std::string_view boundary, size_t mos
         }
         std::string_view part = body.substr(start, position - CRLF.size() - start);
         std::string_view name;
-        if (!TakeHeaders(part, name)) {
+        if (!ConsumeHeaders(part, name)) {
             return false;
         }
         fields.push_back({name, part});
     }
-    return fields.size() > most;
+    return fields.size() > maxFields;
 }

@@ -1,4 +1,5 @@
-// multipart/form-data (RFC 7578, RFC 2046).
+// A parser for multipart/form-data (RFC 7578, RFC 2046). It exists because common parsers reject valid forms,
+// for example unquoted parameters, or accept a form that was cut off.
 #pragma once
 
 #include <cstddef>
@@ -6,18 +7,19 @@
 #include <string_view>
 #include <vector>
 
-// The boundary named in a multipart content type, without quotes; empty when there is none or it is not one
-// of RFC 2046 (1 to 70 characters of its own set).
+// Returns the boundary parameter of a multipart content type, without quotes. Returns an empty text if it is
+// missing or invalid (RFC 2046 allows 1 to 70 characters of a fixed set).
 std::string MultipartBoundary(std::string_view contentType);
 
-// One part of a body: the name of its field, and the field's bytes.
+// One part of a body.
 struct MultipartField {
     std::string_view name;
     std::string_view value;
 };
 
-// Takes `body` apart, up to `most` fields and one more. A boundary counts at the start of a line alone; what
-// stands before the first and behind the closing one is skipped. False when the body isn't a chain of parts,
-// each with a field's name, from the first boundary to the closing one: it was cut off, or is no form.
-bool SplitMultipart(std::string_view body, std::string_view boundary, size_t most,
+// Splits `body` into its parts and appends them to `fields`, which view `body`. Recognises a boundary only at
+// the start of a line, and skips text before the first boundary and after the closing one. Stops after
+// `maxFields` + 1 fields, so that the caller can reject the form; the rest of the body is then not checked.
+// Returns false if the body is cut off, or if a part is malformed or has no field name.
+bool SplitMultipart(std::string_view body, std::string_view boundary, size_t maxFields,
                     std::vector<MultipartField>& fields);

@@ -12,7 +12,7 @@ constexpr char PROTECTIVE_HEADERS[] = "Cache-Control: no-store\r\nX-Content-Type
 
 }  // namespace
 
-void WriteAnswerHeader(const char* contentType, const char* fileName) {
+void WriteResponseHeader(const char* contentType, const char* fileName) {
     printf("Content-Type: %s", contentType);
     if (fileName != nullptr) {
         printf("; name=\"%s\"", fileName);
@@ -20,16 +20,16 @@ void WriteAnswerHeader(const char* contentType, const char* fileName) {
     printf("\r\n%s\r\n", PROTECTIVE_HEADERS);
 }
 
-void WriteAnswerBody(const Json::Value& body) {
+void WriteResponseBody(const Json::Value& body) {
     fputs(FormatJsonLine(body).c_str(), stdout);
     fflush(stdout);
 }
 
-// Around the text of the data: as a member of a second document it would be copied whole.
+// Inserts the formatted data into the text: a second document would need a copy of the data.
 void WriteSuccessReport(const Json::Value& data) {
     std::string text = FormatJsonLine(data);
     text.pop_back();
-    WriteAnswerHeader(JSON_TYPE);
+    WriteResponseHeader(JSON_TYPE);
     printf("{\"data\":%s,\"success\":true}\n", text.c_str());
     fflush(stdout);
 }
@@ -40,15 +40,15 @@ void WriteErrorReport(const char* section, const char* key, int line) {
     report["error"]["key"] = key;
     report["error"]["line"] = line;
     report["success"] = false;
-    WriteAnswerHeader(JSON_TYPE);
-    WriteAnswerBody(report);
+    WriteResponseHeader(JSON_TYPE);
+    WriteResponseBody(report);
 }
 
 void HTTPFileOutputer::Output(FILE* stream, const char* fileName, const char* contentType) {
-    WriteAnswerHeader(contentType, fileName);
+    WriteResponseHeader(contentType, fileName);
     std::array<char, 64U << 10U> piece;
     size_t count = 0;
-    // The header leaves before the first read: a stream may take its time.
+    // Flushes the header before the first read, which may have to wait for the stream.
     while (fflush(stdout) == 0 && (count = fread(piece.data(), 1, piece.size(), stream)) > 0) {
         if (fwrite(piece.data(), 1, count, stdout) != count) {
             return;

@@ -1,27 +1,28 @@
-// The bytes of an answer.
+// The header fields and bodies of responses.
 #pragma once
 
 #include <json/value.h>
 
 #include <cstdio>
 
-// Ends the header block of an answer with its content type and the protective headers: no caching, no content
-// sniffing. `fileName` is the name parameter of the type, null for none.
-void WriteAnswerHeader(const char* contentType, const char* fileName = nullptr);
+// Writes the content type and the protective header fields (no caching, no content sniffing), then the empty
+// line that ends the header. `fileName` becomes the name parameter of the content type; null for none.
+void WriteResponseHeader(const char* contentType, const char* fileName = nullptr);
 
-// Writes `body` as compact ASCII JSON, members in name order, and a line feed; nothing stays buffered.
-void WriteAnswerBody(const Json::Value& body);
+// Writes `body` as compact ASCII JSON, members in name order, and a line feed. Flushes standard output.
+void WriteResponseBody(const Json::Value& body);
 
-// Writes {"data":data,"success":true} with its header.
+// Writes {"data":data,"success":true} with its header. Flushes standard output.
 void WriteSuccessReport(const Json::Value& data);
 
-// Writes {"error":{"key":...,"line":...,"section":...},"success":false} with its header.
+// Writes {"error":{"key":...,"line":...,"section":...},"success":false} with its header. Flushes standard
+// output.
 void WriteErrorReport(const char* section, const char* key, int line);
 
-// Sends a stream to the client as a file.
+// Sends a stream to the client as a file. The appliance's CGI framework defines it as a class.
 class HTTPFileOutputer {
   public:
-    // Ends the header block with `contentType`, `fileName` as its name and the protective headers, then
-    // copies `stream` to its end. A client that has gone ends the copy quietly.
+    // Writes the header with `contentType` and the name parameter `fileName`, then copies `stream` to its
+    // end. Stops without an error if the client has closed the connection.
     void Output(FILE* stream, const char* fileName, const char* contentType);
 };

@@ -12,11 +12,11 @@
 namespace {
 
 void PrepareProcess() {
-    // A save whose client leaves half-way is completed all the same.
+    // A save is completed even if its client disconnects.
     for (const int ignored : {SIGTERM, SIGHUP, SIGINT, SIGPIPE}) {
         signal(ignored, SIG_IGN);
     }
-    // Inherited as ignored it would hide how children end.
+    // If SIGCHLD is ignored, waitpid can't return the exit status of a child.
     signal(SIGCHLD, SIG_DFL);
     openlog("mediaserv", LOG_PERROR, LOG_USER);
 }
@@ -31,8 +31,8 @@ ServerFormHandler::ServerFormHandler(const char* /*name*/) : authenticated_(fals
     }
     Form form = ReadForm();
     web_.fields_ = std::move(form.fields);
-    if (form.refusal != nullptr) {
-        printf("Status: %s\r\n", form.refusal);
+    if (form.errorStatus != nullptr) {
+        printf("Status: %s\r\n", form.errorStatus);
         ReportError();
     }
 }
@@ -62,8 +62,8 @@ const char* WebMan::In(const char* name, const char* defaultValue) const {
     return defaultValue;
 }
 
-void WebMan::WriteHeader(const char* contentType) { WriteAnswerHeader(contentType); }
+void WebMan::WriteHeader(const char* contentType) { WriteResponseHeader(contentType); }
 
-void WebMan::WriteBody(Json::Value& body) { WriteAnswerBody(body); }
+void WebMan::WriteBody(Json::Value& body) { WriteResponseBody(body); }
 
 std::string WebMan::GetLoginUserName() const { return LoginUserName(); }

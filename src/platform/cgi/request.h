@@ -1,5 +1,7 @@
-// The web-administration CGI framework: one request (CGI/1.1, RFC 3875), its parameters, and the ways to
-// answer it.
+// One request (CGI/1.1, RFC 3875), its parameters, and the ways to respond to it.
+//
+// The interface is that of the appliance's CGI framework. It includes functions that this program never calls
+// (Hook1, Hook2, ExLock, ShLock), an argument that is not used (`name`) and a body that is not const.
 #pragma once
 
 #include <json/value.h>
@@ -9,18 +11,21 @@
 
 #include "platform/cgi/form.h"
 
-// The request's parameters and the raw answer.
+// The request's parameters and the raw response.
 class WebMan {
   public:
-    // The value of the parameter `name` (matched byte for byte; the first one counts) up to its first zero
-    // byte, valid as long as this object; `defaultValue` itself when the request has no such parameter.
+    // Returns the value of the parameter `name`, up to its first zero byte. Names are compared byte for byte;
+    // if a name occurs more than once, its first value is used. Returns `defaultValue` itself if the request
+    // has no such parameter. The value is valid as long as this object.
     const char* In(const char* name, const char* defaultValue) const;
 
-    // The header block and the body of an answer: see WriteAnswerHeader and WriteAnswerBody.
+    // Writes the header of a response: see WriteResponseHeader.
     void WriteHeader(const char* contentType);
+
+    // Writes the body of a response: see WriteResponseBody.
     void WriteBody(Json::Value& body);
 
-    // The user that the web server authenticated (REMOTE_USER); empty when there is none.
+    // Returns the name of the authenticated user; empty if nobody is authenticated.
     std::string GetLoginUserName() const;
 
   private:
@@ -28,12 +33,12 @@ class WebMan {
     std::vector<FormField> fields_;
 };
 
-// The base of a request handler: it reads the request when it is made, and writes the framework's reports.
+// The base class of a request handler. It reads the request and writes the framework's reports.
 class ServerFormHandler {
   public:
-    // Makes the process fit for a request (the signals that a web server sends when its client leaves are
-    // ignored, so that what was begun is finished), judges the login and, when it holds, reads the form.
-    // A malformed request is answered here and then has no parameters. `name` is not used.
+    // Ignores the signals that a web server sends when its client disconnects, so that a save is always
+    // completed. Checks the login and, if it is valid, reads the form. Responds to a malformed request
+    // with an error report; the request then has no parameters.
     explicit ServerFormHandler(const char* name);
     ServerFormHandler(const ServerFormHandler&) = delete;
     ServerFormHandler& operator=(const ServerFormHandler&) = delete;
@@ -45,17 +50,17 @@ class ServerFormHandler {
     virtual void ExLock();
     virtual void ShLock();
 
-    // Whether the web server has authenticated the user and the request comes from a page of its own site.
+    // Returns whether the request is authenticated: see IsLoggedIn.
     virtual bool Authenticate();
 
-    // Answers that the call succeeded: see WriteSuccessReport.
+    // Writes the response of a successful action: see WriteSuccessReport.
     void ReportSuccess(const Json::Value& data);
 
-    // Records what the next ReportError tells: section and key of the UI's string tables, and a line.
+    // Sets the error of the next ReportError: a section and a key of the UI's string tables, and a number.
     void SetFormErrInfo(const char* section, const char* key, int line);
 
-    // Answers that the call failed: see WriteErrorReport. With nothing recorded it is the general system
-    // error with line 0.
+    // Writes the response of a failed action: see WriteErrorReport. Without SetFormErrInfo, it reports the
+    // general system error with line 0.
     void ReportError();
 
   protected:

@@ -1,14 +1,14 @@
-// Whole files and descriptors.
+// Reading and writing of whole files and descriptors.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 
-// A file that this system reads or writes whole is no larger.
+// The size limit, in bytes, of a file that this system reads or writes as a whole.
 constexpr size_t MAX_FILE_SIZE = 64U << 20U;
 
-// A descriptor that closes itself; -1 when there is none.
+// Owns a file descriptor and closes it. A negative number is no open descriptor.
 class Descriptor {
   public:
     explicit Descriptor(int number) : number_(number) {}
@@ -22,21 +22,22 @@ class Descriptor {
     int number_;
 };
 
-// open(2) for reading, which doesn't wait for a writer where a FIFO lies in the file's place. Returns the
-// descriptor, -1 with errno set on failure.
+// Opens `path` for reading. Does not block if the file is a FIFO without a writer. Returns the descriptor, or
+// -1 with errno set on failure.
 int OpenToRead(const char* path);
 
-// read(2) to the end. False with errno set when it fails (EFBIG beyond MAX_FILE_SIZE), with what came before
-// in `content`.
+// Reads to the end of the descriptor. Returns false with errno set on failure (EFBIG if there are more than
+// MAX_FILE_SIZE bytes); `content` then holds the bytes read so far.
 bool ReadToEnd(int descriptor, std::string& content);
 
-// Reads the regular file at `path` to its end. False with errno set when it can't be opened or read, or is of
-// another kind (EINVAL).
+// Reads the regular file at `path` to its end. Returns false with errno set if it can't be opened or read, or
+// is not a regular file (EINVAL).
 bool ReadFile(const char* path, std::string& content);
 
-// write(2) until all is written; false with errno set on the first failure.
+// Writes all of `content`. Returns false with errno set on failure.
 bool WriteAll(int descriptor, std::string_view content);
 
-// Non-zero when something exists at `path` (symbolic links followed). IsFileExist sets `information` to 0.
+// Both functions return 1 if `path` exists (symbolic links are followed), otherwise 0. The appliance's system
+// library has both; `information` is its output argument, which has no use here and is set to 0.
 int VLIBCFileExist(const char* path);
 int IsFileExist(const char* path, long long* information);

@@ -16,13 +16,13 @@
 
 namespace {
 
-// One name for all files of a directory, safe under its lock: what a killed writer left, the next one
-// removes.
-constexpr char NEW_FILE[] = ".mediaserv.new";
+// All files of a directory share this temporary name: the lock makes it safe, and the next writer removes a
+// file that a killed writer left.
+constexpr char TEMPORARY_NAME[] = ".mediaserv.new";
 
-constexpr mode_t FIRST_MODE = 0644;
-constexpr int MAX_LINKS = 40;  // as many as the kernel follows
-constexpr timespec LOCK_PAUSE = {0, 5'000'000};
+constexpr mode_t DEFAULT_MODE = 0644;
+constexpr int MAX_LINKS = 40;  // the kernel's own limit
+constexpr timespec LOCK_RETRY_INTERVAL = {0, 5'000'000};
 
 size_t NameStart(const std::string& path) { return path.rfind('/') + 1; }
 
@@ -30,7 +30,7 @@ std::string DirectoryOf(const std::string& path) {
     return NameStart(path) == 0 ? "." : path.substr(0, NameStart(path));
 }
 
-// Where `path` leads, which need not exist.
+// Resolves symbolic links of the file itself. The result need not exist.
 std::string FollowLinks(std::string path) {
     char target[PATH_MAX];
     for (int links = 0; links < MAX_LINKS; ++links) {
@@ -38,18 +38,18 @@ std::string FollowLinks(std::string path) {
         if (length <= 0) {
             break;
         }
-        // A relative target starts from the link's directory.
+        // A relative target is relative to the link's directory.
         path.erase(target[0] == '/' ? 0 : NameStart(path));
         path.append(target, static_cast<size_t>(length));
     }
     return path;
 }
 
-// Returns 0, or why the lock can't be had: ETIMEDOUT when others have held it all the time.
+// Returns 0, or an errno value: ETIMEDOUT if other processes held the lock for MAX_LOCK_SECONDS.
 int Lock(int directory) {
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    const time_t end = now.tv_sec + LOCK_SECONDS;
+    const time_t end = now.tv_sec + MAX_LOCK_SECONDS;
     while (flock(directory, LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR) {
             return errno;
@@ -58,45 +58,46 @@ int Lock(int directory) {
         if (now.tv_sec > end) {
             return ETIMEDOUT;
         }
-        nanosleep(&LOCK_PAUSE, nullptr);
+        nanosleep(&LOCK_RETRY_INTERVAL, nullptr);
     }
     return 0;
 }
 
-int ErrorOf(bool success) { return success ? 0 : errno; }
+int ErrnoIfFailed(bool success) { return success ? 0 : errno; }
 
-// Returns 0, or why the new file couldn't take the old one's place; then it is gone again.
-int ReplaceBeside(int directory, const char* name, std::string_view content, const struct stat* old) {
-    unlinkat(directory, NEW_FILE, 0);
+// Returns 0, or an errno value. On failure the temporary file is removed.
+int WriteAndRename(int directory, const char* name, std::string_view content, const struct stat* old) {
+    unlinkat(directory, TEMPORARY_NAME, 0);
     const Descriptor file(
-        openat(directory, NEW_FILE, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
-    const int error = ErrorOf(file.IsOpen() && WriteAll(file.Get(), content) &&
-                              (old == nullptr || fchown(file.Get(), old->st_uid, old->st_gid) == 0) &&
-                              fchmod(file.Get(), old == nullptr ? FIRST_MODE : old->st_mode & 07777U) == 0 &&
-                              fsync(file.Get()) == 0 && renameat(directory, NEW_FILE, directory, name) == 0);
+        openat(directory, TEMPORARY_NAME, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+    const int error =
+        ErrnoIfFailed(file.IsOpen() && WriteAll(file.Get(), content) &&
+                      (old == nullptr || fchown(file.Get(), old->st_uid, old->st_gid) == 0) &&
+                      fchmod(file.Get(), old == nullptr ? DEFAULT_MODE : old->st_mode & 07777U) == 0 &&
+                      fsync(file.Get()) == 0 && renameat(directory, TEMPORARY_NAME, directory, name) == 0);
     if (error != 0) {
-        unlinkat(directory, NEW_FILE, 0);
+        unlinkat(directory, TEMPORARY_NAME, 0);
         return error;
     }
-    // Some file systems can't sync a directory and say so.
+    // EINVAL: this file system can't sync directories.
     return fsync(directory) == 0 || errno == EINVAL ? 0 : errno;
 }
 
-// Whether it is the directory that refuses: by its mode, as part of a read-only system, by an owner that
-// can't be taken over, or because the file is a mount point.
-bool IsDirectorysRefusal(int error) {
+// The directory does not allow a new file (its mode, or a read-only file system), the old owner can't be set,
+// or the file is a mount point (EBUSY). The file itself may still be writable.
+bool MayWriteInPlace(int error) {
     return error == EACCES || error == EPERM || error == EROFS || error == EBUSY;
 }
 
-// Room is taken first, lest the disk fills up half-way. Not every file system can do that.
-bool TakeRoom(int file, size_t size) {
+// Without reserved space, a full disk would leave the file half-written. Not every file system supports this.
+bool ReserveSpace(int file, size_t size) {
     return size == 0 || fallocate(file, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0 ||
            errno == EOPNOTSUPP || errno == ENOSYS;
 }
 
 int WriteInPlace(int file, std::string_view content) {
-    return ErrorOf(TakeRoom(file, content.size()) && WriteAll(file, content) &&
-                   ftruncate(file, static_cast<off_t>(content.size())) == 0 && fsync(file) == 0);
+    return ErrnoIfFailed(ReserveSpace(file, content.size()) && WriteAll(file, content) &&
+                         ftruncate(file, static_cast<off_t>(content.size())) == 0 && fsync(file) == 0);
 }
 
 }  // namespace
@@ -104,18 +105,18 @@ int WriteInPlace(int file, std::string_view content) {
 FileReplacement::FileReplacement(const char* path)
     : path_(FollowLinks(path)),
       directory_(open(DirectoryOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    error_ = directory_.IsOpen() ? Lock(directory_.Get()) : errno;
-    if (error_ == ETIMEDOUT) {
+    lockError_ = directory_.IsOpen() ? Lock(directory_.Get()) : errno;
+    if (lockError_ == ETIMEDOUT) {
         const std::string reason =
-            "its directory has been locked for " + std::to_string(LOCK_SECONDS) + " seconds";
-        Refuse(reason.c_str());
+            "its directory has been locked for " + std::to_string(MAX_LOCK_SECONDS) + " seconds";
+        Fail(reason.c_str());
     }
 }
 
 Saved FileReplacement::Replace(std::string_view content) {
-    if (error_ != 0) {
-        errno = error_;
-        return error_ == ETIMEDOUT ? Saved::CantWrite : Saved::CantOpen;
+    if (lockError_ != 0) {
+        errno = lockError_;
+        return lockError_ == ETIMEDOUT ? Saved::CantWrite : Saved::CantOpen;
     }
     const char* name = path_.c_str() + NameStart(path_);
     const Descriptor old(openat(directory_.Get(), name, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -129,19 +130,19 @@ Saved FileReplacement::Replace(std::string_view content) {
     }
     int error = EFBIG;
     if (content.size() <= MAX_FILE_SIZE) {
-        error = ReplaceBeside(directory_.Get(), name, content, old.IsOpen() ? &status : nullptr);
+        error = WriteAndRename(directory_.Get(), name, content, old.IsOpen() ? &status : nullptr);
     }
-    if (IsDirectorysRefusal(error)) {
+    if (MayWriteInPlace(error)) {
         if (!old.IsOpen()) {
             errno = error;
             return Saved::CantOpen;
         }
         error = WriteInPlace(old.Get(), content);
     }
-    return error == 0 ? Saved::Yes : Refuse(strerror(error));
+    return error == 0 ? Saved::Yes : Fail(strerror(error));
 }
 
-Saved FileReplacement::Refuse(const char* reason) const {
+Saved FileReplacement::Fail(const char* reason) const {
     syslog(LOG_ERR, "%s can't be saved: %s", EscapeForLog(path_).c_str(), reason);
     return Saved::CantWrite;
 }

@@ -1,4 +1,5 @@
-// Files that are replaced whole or not at all: a reader, or a power cut, finds the old file or the new one.
+// Replaces a file as a whole: a reader, or a system restarted after a power cut, finds either the old content
+// or the new one.
 #pragma once
 
 #include <string>
@@ -6,35 +7,38 @@
 
 #include "platform/files/file_io.h"
 
-// How long a writer waits for its turn.
-constexpr int LOCK_SECONDS = 10;
+// How long a writer waits for the lock.
+constexpr int MAX_LOCK_SECONDS = 10;
 
 enum class Saved : char {
     Yes,
-    CantOpen,   // the file may not be opened for writing: errno says why
-    CantWrite,  // the disk is full, say: a line in the log has told file and reason
+    CantOpen,   // the file can't be opened for writing; errno is set, nothing is logged
+    CantWrite,  // any other failure, for example a full disk; one log line names file and reason
 };
 
-// A writer's turn with one file. Writers of a directory take turns by its flock(2): what is read, changed and
-// replaced within the life of one object loses nothing that another writer saves.
+// Holds the lock of the file's directory (flock(2)) during its life. Code that reads, changes and replaces a
+// file within the life of one object never overwrites the change of another writer.
 class FileReplacement {
   public:
-    // Waits for the turn, LOCK_SECONDS at most; then a line is logged and Replace fails. `path` may be a
-    // symbolic link: it stays, and the file that it leads to is replaced.
+    // Waits at most MAX_LOCK_SECONDS for the lock and then logs one line. Without the lock, Replace fails. If
+    // `path` is a symbolic link, the link stays and its target is replaced.
     explicit FileReplacement(const char* path);
 
-    // Makes `content` the file's whole content. It goes to a new file beside the old one, takes over its mode
-    // and owner (0644 where there was none), is synced and renamed over it, and the directory is synced. On a
-    // failure the old file is whole and nothing is left beside it; only when the directory can't be synced,
-    // the new file is there and may not outlast a power cut. Where the directory takes no new file but the
-    // file itself can be written, it is written in place.
+    // Makes `content` the file's whole content: writes it to a temporary file in the same directory, gives
+    // that file the mode and owner of the old one (mode 0644 if there is none), syncs it, renames it and
+    // syncs the directory. If the directory does not allow a new file, but the file can be written, writes it
+    // in place.
+    //
+    // On failure the old file is unchanged and the temporary file is removed, with two exceptions. If only
+    // the last sync fails, the new file is in place but may not survive a power cut. If writing in place
+    // fails half-way, the file is damaged; space is reserved first to make that unlikely.
     Saved Replace(std::string_view content);
 
-    // Leaves the file as it is, for a reason that a line in the log tells.
-    Saved Refuse(const char* reason) const;
+    // Logs that the file can't be saved, and why. The file is unchanged. Returns Saved::CantWrite.
+    Saved Fail(const char* reason) const;
 
   private:
-    std::string path_;  // behind the links
+    std::string path_;  // after following symbolic links
     Descriptor directory_;
-    int error_ = 0;  // why there is no turn, 0 when there is
+    int lockError_ = 0;  // 0 while the lock is held, otherwise an errno value
 };

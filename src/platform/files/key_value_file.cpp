@@ -13,8 +13,8 @@
 
 namespace {
 
-// Takes the next line, its end included, off `rest`.
-std::string_view NextLine(std::string_view& rest) {
+// Removes the first line from `rest` and returns it with its line end.
+std::string_view ConsumeLine(std::string_view& rest) {
     const size_t end = rest.find('\n');
     const std::string_view line = rest.substr(0, end == std::string_view::npos ? end : end + 1);
     rest.remove_prefix(line.size());
@@ -36,7 +36,7 @@ std::string_view ValueOf(std::string_view line, std::string_view key) {
         return value;
     }
     value.remove_prefix(1);
-    // A quote that is never closed leaves the rest of the line.
+    // Without a closing quote, the value is the rest of the line.
     return value.substr(0, value.rfind('"'));
 }
 
@@ -54,17 +54,17 @@ std::string FormatLine(const char* format, const char* key, const char* value) {
 std::string ReplaceLine(std::string_view content, std::string_view key, const std::string& newLine) {
     std::string result;
     result.reserve(content.size() + newLine.size() + 1);
-    bool placed = false;
+    bool replaced = false;
     while (!content.empty()) {
-        const std::string_view line = NextLine(content);
+        const std::string_view line = ConsumeLine(content);
         if (!IsLineOf(line, key)) {
             result += line;
-        } else if (!placed) {
+        } else if (!replaced) {
             result += newLine;
-            placed = true;
+            replaced = true;
         }
     }
-    if (!placed) {
+    if (!replaced) {
         if (!result.empty() && !result.ends_with('\n')) {
             result += '\n';
         }
@@ -81,7 +81,7 @@ int VLIBCFileGetKeyValue(const char* path, const char* key, char* buffer, int si
         return -1;
     }
     for (std::string_view rest = content; !rest.empty();) {
-        const std::string_view line = NextLine(rest);
+        const std::string_view line = ConsumeLine(rest);
         if (IsLineOf(line, key)) {
             const std::string_view value = ValueOf(line, key);
             const size_t count = std::min(value.size(), static_cast<size_t>(size) - 1);

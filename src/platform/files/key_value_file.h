@@ -1,14 +1,18 @@
-// Key/value files. A line is the key at its very start, '=', the value. A value that begins with a double
-// quote reaches to the last one of the line, so values may hold quotes; any other reaches to the line's end
-// (LF or CR LF). The first line for a key counts.
+// Key/value files. A line is a key at its very start, '=', and the value. A value that starts with a double
+// quote extends to the last double quote of the line, so values can contain quotes; any other value extends
+// to the end of the line (LF or CR LF). If a key occurs more than once, its first line is used.
+//
+// The interface is that of the appliance's system library: that is why one function returns 1 on success and
+// the other 0, and why there is an unused argument `flags`.
 #pragma once
 
-// Copies the value of `key` into `buffer`, cut to `size` bytes with its terminator; `flags` is not used.
-// Returns 1 when found (an empty value too), else 0 (no such key) or -1 (no such file, or it can't be read)
-// with `buffer` as it was.
+// Copies the value of `key` into `buffer`, cut to `size` bytes with the terminating zero byte. Returns 1 if
+// the key was found, even with an empty value. Otherwise leaves `buffer` unchanged and returns 0 if there is
+// no such key, or -1 if the file does not exist or can't be read.
 int VLIBCFileGetKeyValue(const char* path, const char* key, char* buffer, int size, int flags);
 
-// Makes the file hold exactly one line for `key`, made with `format` from key and value; every other line
-// stays as it is. The file is replaced as in file_replacement.h, its lock held from reading on. Returns 0, or
-// -1 with the file as it was; a value that would make a second line is refused so.
+// Makes the file contain exactly one line for `key`, formatted by `format` from key and value; every other
+// line stays. Replaces the file as in file_replacement.h and holds the lock while it reads and writes.
+// Returns 0, or -1 on failure. Rejects a value that contains a line feed, because it would add a second
+// setting.
 int VLIBCFileSetKeyValue(const char* path, const char* key, const char* value, const char* format);

@@ -20,5 +20,5 @@ Saved SaveJsonFile(FileReplacement& file, const Json::Value& document) {
     const std::string text = FormatJsonFile(document);
     // Never write a file that the reader would reject.
     const bool readable = text.size() > MAX_FILE_SIZE || IsJson(text);
-    return readable ? file.Replace(text) : file.Refuse("it has too many values or comments to be read again");
+    return readable ? file.Replace(text) : file.Fail("it has too many values or comments to be read again");
 }

@@ -14,6 +14,6 @@ enum class JsonFileStatus : char {
 // Reads the JSON document at `path` into `value`.
 JsonFileStatus ReadJsonFile(const char* path, Json::Value& value);
 
-// Makes `document` the file's whole content: indented by tabs, members in name order, comments kept. Refuses
-// a document that ReadJsonFile would reject.
+// Makes `document` the file's whole content: indented by tabs, members in name order, with its comments.
+// Fails with Saved::CantWrite and one log line if ReadJsonFile would reject the document.
 Saved SaveJsonFile(FileReplacement& file, const Json::Value& document);

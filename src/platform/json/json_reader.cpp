@@ -15,13 +15,14 @@ bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 bool EndsLine(std::string_view text) { return text.find_first_of(LINE_ENDS) != std::string_view::npos; }
 
-// Takes the comment, with the line end of one that ends there. Empty for what is no comment.
-std::string_view TakeComment(std::string_view& rest) {
+// Reads a comment, with its line end if it is a line comment. Returns an empty text if there is no complete
+// comment.
+std::string_view ConsumeComment(std::string_view& rest) {
     const std::string_view all = rest;
     if (rest.starts_with("//")) {
         rest.remove_prefix(std::min(rest.find_first_of(LINE_ENDS), rest.size()));
-        if (!TakePrefix(rest, "\r\n") && !TakePrefix(rest, "\r")) {
-            TakePrefix(rest, "\n");
+        if (!ConsumePrefix(rest, "\r\n") && !ConsumePrefix(rest, "\r")) {
+            ConsumePrefix(rest, "\n");
         }
     } else if (const size_t end = rest.starts_with("/*") ? rest.find("*/", 2) : rest.npos; end != rest.npos) {
         rest.remove_prefix(end + 2);
@@ -29,10 +30,10 @@ std::string_view TakeComment(std::string_view& rest) {
     return all.substr(0, all.size() - rest.size());
 }
 
-// The comment with each line end as one line feed.
+// Appends the comment with every line end as one line feed.
 void AppendComment(std::string_view comment, std::string& text) {
     while (!comment.empty()) {
-        if (TakePrefix(comment, "\r\n") || TakePrefix(comment, "\r")) {
+        if (ConsumePrefix(comment, "\r\n") || ConsumePrefix(comment, "\r")) {
             text += '\n';
         } else {
             text += comment.front();
@@ -41,11 +42,11 @@ void AppendComment(std::string_view comment, std::string& text) {
     }
 }
 
-// Where comments go: the text in front of the next value, or behind the last one.
+// Collects comments and attaches each to the value that it belongs to.
 class Comments {
   public:
-    void Keep(std::string_view comment) {
-        // Looked through once, in pieces, however many comments follow a value.
+    void Add(std::string_view comment) {
+        // Each byte is searched once for a line end, so many comments after a value cost linear time.
         lineEnded_ = lineEnded_ || EndsLine({searched_, comment.data()});
         searched_ = comment.data();
         const bool line = comment.starts_with("//");
@@ -54,18 +55,19 @@ class Comments {
             AppendComment(comment, text);
             lastValue_->setComment(text, Json::commentAfterOnSameLine);
         } else {
-            AppendComment(comment, before_);
+            AppendComment(comment, pending_);
         }
     }
 
-    void GiveTo(Json::Value& value, Json::CommentPlacement placement) {
-        if (!before_.empty()) {
-            value.setComment(before_, placement);
-            before_.clear();
+    // Attaches the comments that have been read since the last value.
+    void AttachTo(Json::Value& value, Json::CommentPlacement placement) {
+        if (!pending_.empty()) {
+            value.setComment(pending_, placement);
+            pending_.clear();
         }
     }
 
-    // `value` ends where `rest` begins.
+    // Call this after reading `value`; `rest` is the text after it.
     void EndValue(Json::Value& value, std::string_view rest) {
         lastValue_ = &value;
         searched_ = rest.data();
@@ -73,12 +75,13 @@ class Comments {
     }
 
   private:
-    std::string before_;
+    std::string pending_;
     Json::Value* lastValue_ = nullptr;
-    const char* searched_ = nullptr;  // up to here for a line end behind the last value
-    bool lineEnded_ = true;
+    const char* searched_ = nullptr;  // the text after the last value is searched up to here
+    bool lineEnded_ = true;           // whether a line has ended since the last value
 };
 
+// Returns the size that MAX_JSON_TEXT limits.
 size_t Cost(std::string_view text) {
     constexpr size_t ESCAPED = sizeof "\\uFFFD" - 1;
     const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
@@ -86,33 +89,33 @@ size_t Cost(std::string_view text) {
     return ascii + (text.size() - ascii) * ESCAPED;
 }
 
-// What becomes of the values that are read.
-enum class Keep : char {
-    All,       // they make the document
-    Elements,  // those of the outermost array are handed out, each when it is read
-    Nothing    // the text is only judged
+enum class Mode : char {
+    Document,  // build the document
+    Elements,  // pass each element of the outermost array to the handler
+    Validate   // build nothing
 };
 
-// Recursive descent. A member that returns false has met what no document holds; nothing is read behind that.
+// A recursive descent parser. A function that returns false has found an error, and parsing ends.
 class Parser {
   public:
-    Parser(std::string_view text, const JsonLimits& limits, Keep keep, const JsonElementTaker& take = {})
-        : rest_(text), limits_(limits), keep_(keep), take_(take) {}
+    Parser(std::string_view text, const JsonLimits& limits, Mode mode, const JsonElementHandler& handle = {})
+        : rest_(text), limits_(limits), mode_(mode), handle_(handle) {}
 
     bool Document(Json::Value& root) {
         if (!Value(root) || !SkipSpace() || !rest_.empty()) {
             return false;
         }
-        comments_.GiveTo(root, Json::commentAfter);
+        comments_.AttachTo(root, Json::commentAfter);
         return true;
     }
 
   private:
-    bool Take(std::string_view token) { return TakePrefix(rest_, token); }
+    bool Consume(std::string_view token) { return ConsumePrefix(rest_, token); }
 
-    // Of what stands in the array or object that is being read.
-    bool IsKept() const { return keep_ == Keep::All || (keep_ == Keep::Elements && depth_ > 1); }
+    // Whether the array or object that is being read stores its values.
+    bool StoresValues() const { return mode_ == Mode::Document || (mode_ == Mode::Elements && depth_ > 1); }
 
+    // Counts a value or a comment. Returns false if there are too many.
     bool Count() { return values_++ < limits_.values; }
 
     bool SkipSpace() {
@@ -123,11 +126,11 @@ class Parser {
             if (!rest_.starts_with('/')) {
                 return true;
             }
-            const std::string_view comment = TakeComment(rest_);
+            const std::string_view comment = ConsumeComment(rest_);
             if (comment.empty() || ++comments > MAX_JSON_COMMENTS || !Count()) {
                 return false;
             }
-            comments_.Keep(comment);
+            comments_.Add(comment);
         }
     }
 
@@ -135,15 +138,15 @@ class Parser {
         if (!SkipSpace() || !Count()) {
             return false;
         }
-        comments_.GiveTo(value, Json::commentBefore);
-        const bool read = Take("[")   ? Nested(Json::arrayValue, &Parser::Elements, value)
-                          : Take("{") ? Nested(Json::objectValue, &Parser::Members, value)
-                                      : Scalar(value);
+        comments_.AttachTo(value, Json::commentBefore);
+        const bool read = Consume("[")   ? Nested(Json::arrayValue, &Parser::Elements, value)
+                          : Consume("{") ? Nested(Json::objectValue, &Parser::Members, value)
+                                         : Scalar(value);
         comments_.EndValue(value, rest_);
         return read;
     }
 
-    // The payload alone: comments stay with the value.
+    // Replaces the payload only, so that the value keeps its comments.
     static void Set(Json::Value& value, Json::Value payload) { value.swapPayload(payload); }
 
     bool Nested(Json::ValueType type, bool (Parser::*content)(Json::Value&), Json::Value& value) {
@@ -157,20 +160,20 @@ class Parser {
         if (!SkipSpace()) {
             return false;
         }
-        if (Take("]")) {
+        if (Consume("]")) {
             return true;
         }
-        const bool kept = IsKept();
-        Json::Value dropped;
+        const bool stored = StoresValues();
+        Json::Value unstored;
         for (Json::ArrayIndex i = 0;; ++i) {
-            if (!Value(kept ? array[i] : dropped) || !SkipSpace()) {
+            if (!Value(stored ? array[i] : unstored) || !SkipSpace()) {
                 return false;
             }
-            if (keep_ == Keep::Elements && !kept) {
-                take_(dropped);
+            if (mode_ == Mode::Elements && !stored) {
+                handle_(unstored);
             }
-            if (!Take(",")) {
-                return Take("]");
+            if (!Consume(",")) {
+                return Consume("]");
             }
         }
     }
@@ -179,21 +182,21 @@ class Parser {
         if (!SkipSpace()) {
             return false;
         }
-        if (Take("}")) {
+        if (Consume("}")) {
             return true;
         }
-        const bool kept = IsKept();
-        Json::Value dropped;
+        const bool stored = StoresValues();
+        Json::Value unstored;
         for (std::string_view name;;) {
-            if (!SkipSpace() || !TakeJsonString(rest_, unescaped_, name) || name.find('\0') != name.npos) {
+            if (!SkipSpace() || !ConsumeJsonString(rest_, unescaped_, name) || name.find('\0') != name.npos) {
                 return false;
             }
-            Json::Value& member = kept ? *object.demand(name.data(), name.data() + name.size()) : dropped;
-            if (!SkipSpace() || !Take(":") || !Value(member) || !SkipSpace()) {
+            Json::Value& member = stored ? *object.demand(name.data(), name.data() + name.size()) : unstored;
+            if (!SkipSpace() || !Consume(":") || !Value(member) || !SkipSpace()) {
                 return false;
             }
-            if (!Take(",")) {
-                return Take("}");
+            if (!Consume(",")) {
+                return Consume("}");
             }
         }
     }
@@ -201,19 +204,19 @@ class Parser {
     bool Scalar(Json::Value& value) {
         if (rest_.starts_with('"')) {
             std::string_view text;
-            if (!TakeJsonString(rest_, unescaped_, text)) {
+            if (!ConsumeJsonString(rest_, unescaped_, text)) {
                 return false;
             }
-            if (keep_ != Keep::Nothing) {
+            if (mode_ != Mode::Validate) {
                 Set(value, Json::Value(text.data(), text.data() + text.size()));
             }
             return true;
         }
         Json::Value payload;
-        const bool on = Take("true");
-        if (on || Take("false")) {
+        const bool on = Consume("true");
+        if (on || Consume("false")) {
             payload = on;
-        } else if (!Take("null") && !TakeJsonNumber(rest_, payload)) {
+        } else if (!Consume("null") && !ConsumeJsonNumber(rest_, payload)) {
             return false;
         }
         Set(value, std::move(payload));
@@ -222,8 +225,8 @@ class Parser {
 
     std::string_view rest_;
     const JsonLimits& limits_;
-    Keep keep_;
-    const JsonElementTaker& take_;
+    Mode mode_;
+    const JsonElementHandler& handle_;
     size_t depth_ = 0;
     size_t values_ = 0;
     std::string unescaped_;
@@ -234,21 +237,21 @@ class Parser {
 
 bool ParseJson(std::string_view text, Json::Value& value, const JsonLimits& limits) {
     value = Json::Value();
-    if (Cost(text) > MAX_JSON_TEXT || !Parser(text, limits, Keep::All).Document(value)) {
+    if (Cost(text) > MAX_JSON_TEXT || !Parser(text, limits, Mode::Document).Document(value)) {
         value = Json::Value();
         return false;
     }
     return true;
 }
 
-bool ParseJsonElements(std::string_view text, const JsonElementTaker& take) {
+bool ParseJsonElements(std::string_view text, const JsonElementHandler& handle) {
     Json::Value document;
     const JsonLimits limits;
-    return Cost(text) <= MAX_JSON_TEXT && Parser(text, limits, Keep::Elements, take).Document(document);
+    return Cost(text) <= MAX_JSON_TEXT && Parser(text, limits, Mode::Elements, handle).Document(document);
 }
 
 bool IsJson(std::string_view text) {
     Json::Value document;
     const JsonLimits limits;
-    return Cost(text) <= MAX_JSON_TEXT && Parser(text, limits, Keep::Nothing).Document(document);
+    return Cost(text) <= MAX_JSON_TEXT && Parser(text, limits, Mode::Validate).Document(document);
 }

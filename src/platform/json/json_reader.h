@@ -1,40 +1,41 @@
-// JSON texts, those of files and of form fields.
+// A JSON reader. It exists because jsoncpp's own reader needs quadratic time for comments and has no limit on
+// the memory that a text costs.
 //
-// A text is exactly one document of RFC 8259, and more: comments ("// to the line's end", "/* */") may stand
-// where white space may, strings may hold control characters as they are, and their bytes need not be UTF-8.
-// A number that a double can't hold, half a surrogate pair that begins one, and a member name with U+0000
-// make it no document.
+// A text is exactly one document of RFC 8259, with these extensions: comments ("// ..." to the end of the
+// line, "/* ... */") are allowed wherever white space is allowed, and strings can contain control characters
+// and bytes that are not UTF-8. Rejected: a number that is too large for a double, a first half of a
+// surrogate pair without its second half, and a member name with U+0000.
 #pragma once
 
 #include <json/value.h>
 
 #include <cstddef>
 #include <functional>
-#include <string>
 #include <string_view>
 
 #include "platform/files/file_io.h"
 
-// What a text may cost: bytes, those beyond ASCII counted as the six characters that an answer may need for
-// each; comments between two values; values (each element and each member's) together with comments; arrays
-// and objects within each other.
+// The size limit of a text. Every byte that is not ASCII counts as six, because a response may need the
+// escape sequence \uFFFD for it.
 constexpr size_t MAX_JSON_TEXT = MAX_FILE_SIZE;
-constexpr size_t MAX_JSON_COMMENTS = 1000;
+
+constexpr size_t MAX_JSON_COMMENTS = 1000;  // between two values
+
 struct JsonLimits {
-    size_t values = 1'500'000;
-    size_t depth = 999;
+    size_t values = 1'500'000;  // elements, member values and comments together
+    size_t depth = 999;         // arrays and objects inside each other
 };
 
-// Parses a text, comments kept with the values they belong to: one behind a value on its line with that
-// value, any other with the value that follows it, or with the document behind its last one. False with
-// `value` null when the text is no document or would cost more than it may.
+// Parses a text. A comment after a value on the same line belongs to that value, any other comment to the
+// next value, and a comment after the last value to the document. Returns false with `value` null if the text
+// is not valid JSON or exceeds a limit.
 bool ParseJson(std::string_view text, Json::Value& value, const JsonLimits& limits = {});
 
-// The same for a text that is worth no document of its own: the elements of its array are handed out one
-// after the other, and dropped. What is no array is read and has none; of a text that is refused some may
-// have been handed out.
-using JsonElementTaker = std::function<void(const Json::Value& element)>;
-bool ParseJsonElements(std::string_view text, const JsonElementTaker& take);
+// Parses a text and passes each element of the outermost array to `handle`, without building the whole
+// document. A document that is not an array has no elements. Returns false as ParseJson does; `handle` may
+// have been called before the error was found.
+using JsonElementHandler = std::function<void(const Json::Value& element)>;
+bool ParseJsonElements(std::string_view text, const JsonElementHandler& handle);
 
-// Whether ParseJson would take the text.
+// Returns whether ParseJson would accept the text.
 bool IsJson(std::string_view text);

@@ -15,7 +15,7 @@ void AppendUtf8(uint32_t code, std::string& text) {
         text += static_cast<char>(code);
         return;
     }
-    unsigned int bits = code < 0x800 ? 6 : code < 0x10000 ? 12 : 18;  // behind those of the first byte
+    unsigned int bits = code < 0x800 ? 6 : code < 0x10000 ? 12 : 18;  // the bits in the continuation bytes
     text += static_cast<char>((bits == 6 ? 0xC0U : bits == 12 ? 0xE0U : 0xF0U) | code >> bits);
     while (bits > 0) {
         bits -= 6;
@@ -23,7 +23,7 @@ void AppendUtf8(uint32_t code, std::string& text) {
     }
 }
 
-bool TakeCodeUnit(std::string_view& rest, uint32_t& unit) {
+bool ConsumeCodeUnit(std::string_view& rest, uint32_t& unit) {
     constexpr size_t DIGITS = 4;
     const char* end = rest.data() + DIGITS;
     if (rest.size() < DIGITS || std::from_chars(rest.data(), end, unit, 16).ptr != end) {
@@ -33,15 +33,15 @@ bool TakeCodeUnit(std::string_view& rest, uint32_t& unit) {
     return true;
 }
 
-// What stands behind "\u".
-bool TakeCodePoint(std::string_view& rest, std::string& text) {
+// Reads the rest of a "\u" escape, and the second escape of a surrogate pair.
+bool ConsumeCodePoint(std::string_view& rest, std::string& text) {
     uint32_t code = 0;
-    if (!TakeCodeUnit(rest, code)) {
+    if (!ConsumeCodeUnit(rest, code)) {
         return false;
     }
     if (code >= 0xD800 && code <= 0xDBFF) {
         uint32_t low = 0;
-        if (!TakePrefix(rest, "\\u") || !TakeCodeUnit(rest, low) || low < 0xDC00 || low > 0xDFFF) {
+        if (!ConsumePrefix(rest, "\\u") || !ConsumeCodeUnit(rest, low) || low < 0xDC00 || low > 0xDFFF) {
             return false;
         }
         code = 0x10000 + ((code & 0x3FFU) << 10U) + (low & 0x3FFU);
@@ -50,12 +50,12 @@ bool TakeCodePoint(std::string_view& rest, std::string& text) {
     return true;
 }
 
-// What stands behind a backslash.
-bool TakeEscape(std::string_view& rest, std::string& text) {
+// Reads the rest of an escape, after the backslash.
+bool ConsumeEscape(std::string_view& rest, std::string& text) {
     constexpr std::string_view NAMES = "\"\\/bfnrt";
     constexpr std::string_view CHARACTERS = "\"\\/\b\f\n\r\t";
-    if (TakePrefix(rest, "u")) {
-        return TakeCodePoint(rest, text);
+    if (ConsumePrefix(rest, "u")) {
+        return ConsumeCodePoint(rest, text);
     }
     const size_t index = rest.empty() ? NAMES.npos : NAMES.find(rest.front());
     if (index == NAMES.npos) {
@@ -66,7 +66,7 @@ bool TakeEscape(std::string_view& rest, std::string& text) {
     return true;
 }
 
-bool TakeDigits(std::string_view& rest) {
+bool ConsumeDigits(std::string_view& rest) {
     const std::string_view all = rest;
     while (!rest.empty() && rest.front() >= '0' && rest.front() <= '9') {
         rest.remove_prefix(1);
@@ -74,21 +74,21 @@ bool TakeDigits(std::string_view& rest) {
     return rest.size() < all.size();
 }
 
-// Takes fraction and exponent, each if it is there. False when one of them has no digits.
-bool TakeFraction(std::string_view& rest) {
-    if (TakePrefix(rest, ".") && !TakeDigits(rest)) {
+// Reads fraction and exponent; both are optional. Returns false if one of them has no digits.
+bool ConsumeFraction(std::string_view& rest) {
+    if (ConsumePrefix(rest, ".") && !ConsumeDigits(rest)) {
         return false;
     }
-    if (TakePrefix(rest, "e") || TakePrefix(rest, "E")) {
-        if (!TakePrefix(rest, "+")) {
-            TakePrefix(rest, "-");
+    if (ConsumePrefix(rest, "e") || ConsumePrefix(rest, "E")) {
+        if (!ConsumePrefix(rest, "+")) {
+            ConsumePrefix(rest, "-");
         }
-        return TakeDigits(rest);
+        return ConsumeDigits(rest);
     }
     return true;
 }
 
-// False when the integer has no room in a `T`.
+// Returns false if the integer does not fit into a `T`.
 template <typename T>
 bool ReadInteger(std::string_view text, Json::Value& number) {
     T integer = 0;
@@ -100,8 +100,8 @@ bool ReadInteger(std::string_view text, Json::Value& number) {
 
 }  // namespace
 
-bool TakeJsonString(std::string_view& rest, std::string& unescaped, std::string_view& characters) {
-    if (!TakePrefix(rest, "\"")) {
+bool ConsumeJsonString(std::string_view& rest, std::string& unescaped, std::string_view& characters) {
+    if (!ConsumePrefix(rest, "\"")) {
         return false;
     }
     unescaped.clear();
@@ -112,25 +112,25 @@ bool TakeJsonString(std::string_view& rest, std::string& unescaped, std::string_
         }
         const std::string_view plain = rest.substr(0, length);
         rest.remove_prefix(length);
-        if (TakePrefix(rest, "\"")) {
+        if (ConsumePrefix(rest, "\"")) {
             characters = unescaped.empty() ? plain : unescaped.append(plain);
             return true;
         }
         unescaped += plain;
-        if (!TakePrefix(rest, "\\") || !TakeEscape(rest, unescaped)) {
+        if (!ConsumePrefix(rest, "\\") || !ConsumeEscape(rest, unescaped)) {
             return false;
         }
     }
 }
 
-bool TakeJsonNumber(std::string_view& rest, Json::Value& number) {
+bool ConsumeJsonNumber(std::string_view& rest, Json::Value& number) {
     const std::string_view all = rest;
-    const bool negative = TakePrefix(rest, "-");
-    if (!TakePrefix(rest, "0") && !TakeDigits(rest)) {
+    const bool negative = ConsumePrefix(rest, "-");
+    if (!ConsumePrefix(rest, "0") && !ConsumeDigits(rest)) {
         return false;
     }
     const size_t integerEnd = all.size() - rest.size();
-    if (!TakeFraction(rest)) {
+    if (!ConsumeFraction(rest)) {
         return false;
     }
     const std::string_view text = all.substr(0, all.size() - rest.size());

@@ -1,4 +1,5 @@
-// The strings and numbers of JSON (RFC 8259, 6 and 7), taken off the head of a text.
+// The strings and numbers of JSON (RFC 8259, 6 and 7), for the JSON reader. Each function reads one at the
+// start of `rest` and removes it from there.
 #pragma once
 
 #include <json/value.h>
@@ -6,11 +7,11 @@
 #include <string>
 #include <string_view>
 
-// A string. Its characters are a view of the text where they stand there as they are, else of `unescaped`.
-// Control characters may stand as they are, and bytes need not be UTF-8. False for what is no string, or
-// begins a surrogate pair without ending it.
-bool TakeJsonString(std::string_view& rest, std::string& unescaped, std::string_view& characters);
+// Reads a string. `characters` views the text itself if the string contains no escape, otherwise `unescaped`.
+// Accepts control characters and bytes that are not UTF-8. Returns false if there is no valid string or if it
+// contains a first half of a surrogate pair without its second half.
+bool ConsumeJsonString(std::string_view& rest, std::string& unescaped, std::string_view& characters);
 
-// A number: an integer where 64 bits, signed or unsigned, have room for it, else a double. False for what is
-// no number or has no room in a double.
-bool TakeJsonNumber(std::string_view& rest, Json::Value& number);
+// Reads a number: an integer if it fits into 64 bits, signed or unsigned, otherwise a double. Returns false
+// if there is no valid number or if it is too large for a double.
+bool ConsumeJsonNumber(std::string_view& rest, Json::Value& number);

@@ -1,7 +1,7 @@
 #include "platform/json/json_writer.h"
 
-// The writers that the files' form and the answers' are defined by; the library keeps them, but calls them
-// deprecated. Their successor costs a start more.
+// jsoncpp calls these writers deprecated. The format of files and responses is defined by them, and their
+// successor, Json::StreamWriterBuilder, costs more time at every start.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 #include <json/writer.h>
@@ -15,16 +15,16 @@
 
 namespace {
 
-// A stream's end that takes one byte more than a file may hold.
+// A stream buffer that accepts at most MAX_FILE_SIZE + 1 bytes.
 class BoundedText : public std::streambuf {
   public:
     std::string text;
 
   private:
     std::streamsize xsputn(const char* data, std::streamsize count) override {
-        const size_t taken = std::min(static_cast<size_t>(count), MAX_FILE_SIZE + 1 - text.size());
-        text.append(data, taken);
-        return static_cast<std::streamsize>(taken);
+        const size_t accepted = std::min(static_cast<size_t>(count), MAX_FILE_SIZE + 1 - text.size());
+        text.append(data, accepted);
+        return static_cast<std::streamsize>(accepted);
     }
 
     int_type overflow(int_type character) override {

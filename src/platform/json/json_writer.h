@@ -1,14 +1,14 @@
-// JSON values as texts: answers, and the content of files.
+// Formats JSON values for responses and files, with jsoncpp's writers. This header adds the size limit of a
+// file, which they do not have.
 #pragma once
 
 #include <json/value.h>
 
 #include <string>
 
-// `value` as one line of ASCII with its line feed: compact, members in name order, without the comments that
-// a file's value may carry.
+// Returns `value` as one line of ASCII with its line feed: compact, members in name order, without comments.
 std::string FormatJsonLine(const Json::Value& value);
 
-// `value` as the content of a file: ASCII, indented by tabs, members in name order, with its comments. One
-// that no file may hold is cut one byte behind MAX_FILE_SIZE, so that it can't be saved.
+// Returns `value` as the content of a file: ASCII, indented by tabs, members in name order, with comments.
+// Stops after MAX_FILE_SIZE + 1 bytes: such a content is too large to be saved.
 std::string FormatJsonFile(const Json::Value& value);

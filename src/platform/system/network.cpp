@@ -19,7 +19,7 @@ namespace {
 
 constexpr int ETHERNET_TYPE_INTERFACES = 2;
 
-bool Has(const std::string& interface, const char* attribute) {
+bool HasAttribute(const std::string& interface, const char* attribute) {
     return access(("/sys/class/net/" + interface + "/" + attribute).c_str(), F_OK) == 0;
 }
 
@@ -36,7 +36,7 @@ bool IsListed(int socket, const char* interface) {
     }
     request = RequestFor(interface);
     return ioctl(socket, SIOCGIFFLAGS, &request) == 0 && (request.ifr_flags & IFF_UP) != 0 &&
-           !Has(interface, "master/bonding") && !Has(interface, "master/bridge");
+           !HasAttribute(interface, "master/bonding") && !HasAttribute(interface, "master/bridge");
 }
 
 }  // namespace
@@ -60,10 +60,9 @@ int VLIBNetGetInterfaceInfo(VexaInterface* records, int size, int kind) {
 }
 
 int VEXANetGetCard1(int index, int /*flags*/, VexaNetCard* card) {
-    VexaInterface interfaces[INTERFACE_LIST_MAX] = {};
+    VexaInterface interfaces[MAX_INTERFACES] = {};
     const Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (index < 0 ||
-        index >= VLIBNetGetInterfaceInfo(interfaces, INTERFACE_LIST_MAX, ETHERNET_TYPE_INTERFACES) ||
+    if (index < 0 || index >= VLIBNetGetInterfaceInfo(interfaces, MAX_INTERFACES, ETHERNET_TYPE_INTERFACES) ||
         !socket.IsOpen()) {
         return -1;
     }
@@ -82,7 +81,7 @@ const char* VEXAWirelessInterfaceGet() {
     wireless[0] = '\0';
     struct if_nameindex* interfaces = if_nameindex();
     for (const struct if_nameindex* i = interfaces; i != nullptr && i->if_index != 0; ++i) {
-        if (Has(i->if_name, "wireless") || Has(i->if_name, "phy80211")) {
+        if (HasAttribute(i->if_name, "wireless") || HasAttribute(i->if_name, "phy80211")) {
             snprintf(wireless, sizeof wireless, "%s", i->if_name);
             break;
         }

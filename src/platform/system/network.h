@@ -1,7 +1,10 @@
 // The network interfaces of the host (netdevice(7), /sys/class/net).
+//
+// The interface is that of the appliance's system library. It has records with members and sizes that this
+// system does not need, and the arguments `kind` (always 2) and `flags` (unused).
 #pragma once
 
-constexpr int INTERFACE_LIST_MAX = 32;
+constexpr int MAX_INTERFACES = 32;
 
 struct VexaInterface {
     char name[132];
@@ -9,18 +12,17 @@ struct VexaInterface {
 
 struct VexaNetCard {
     char reserved[30];
-    char address[42];  // IPv4, dotted; empty when the interface has none
+    char address[42];  // IPv4 in dotted decimal; empty if the interface has none
 };
 
-// Fills up to `size` records with the Ethernet-type interfaces, wireless ones too, that are up and not
-// enslaved to a bond or a bridge, in the kernel's order; `kind` must be 2. Returns their count, or -1 with
-// the error recorded.
+// Fills at most `size` records with the Ethernet-type interfaces, including wireless ones, that are up and
+// not part of a bond or a bridge, in the kernel's order. Returns their number. Returns -1 and records the
+// error if `kind` is not 2 or the interfaces can't be listed.
 int VLIBNetGetInterfaceInfo(VexaInterface* records, int size, int kind);
 
-// Fills in the card of the interface at `index` of that list; `flags` is not used. Returns 1, or -1 when
-// there is no such interface or it can't be asked.
+// Reads the address of the interface at position `index` of that list. Returns 1, or -1 if there is no such
+// interface or it can't be read.
 int VEXANetGetCard1(int index, int flags, VexaNetCard* card);
 
-// The first interface that the kernel calls wireless; the empty text, which no interface is called, without
-// one.
+// Returns the name of the first wireless interface; an empty text if there is none.
 const char* VEXAWirelessInterfaceGet();

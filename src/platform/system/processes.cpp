@@ -14,17 +14,16 @@
 
 namespace {
 
-constexpr int FIRST_OTHER_DESCRIPTOR = 3;
+constexpr int FIRST_CLOSED_DESCRIPTOR = 3;
 constexpr char WHITE_SPACE[] = " \t\r\n";
 
-// posix_spawn(3) with the surroundings that every child of this layer gets. Returns the process number, -1 on
-// failure.
+// Starts a program as described in processes.h. Returns its process ID, or -1 on failure.
 pid_t StartProgram(const char* path, const std::vector<const char*>& arguments,
-                   const std::vector<std::string>& added) {
+                   const std::vector<std::string>& environment) {
     std::vector<const char*> argv = arguments;
     argv.push_back(nullptr);
     std::vector<const char*> envp = {CHILD_PATH};
-    for (const std::string& variable : added) {
+    for (const std::string& variable : environment) {
         envp.push_back(variable.c_str());
     }
     envp.push_back(nullptr);
@@ -34,7 +33,7 @@ pid_t StartProgram(const char* path, const std::vector<const char*>& arguments,
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDWR, 0);
     posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDERR_FILENO);
-    posix_spawn_file_actions_addclosefrom_np(&actions, FIRST_OTHER_DESCRIPTOR);
+    posix_spawn_file_actions_addclosefrom_np(&actions, FIRST_CLOSED_DESCRIPTOR);
 
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);

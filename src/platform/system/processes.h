@@ -1,4 +1,8 @@
 // Programs, shell commands and signals.
+//
+// The interface of VLIBCExec, ProcessRunner and VLIBCProcSignalByPidFile is that of the appliance's system
+// library: that is why there are lists of arguments that end at the first null, and arguments with one
+// possible value.
 #pragma once
 
 #include <cstdio>
@@ -6,29 +10,35 @@
 #include <vector>
 
 // --- Programs ----------------------------------------------------------------------------------------------
-// A program gets /dev/null as standard input, output and error and no other descriptor, since a web server
-// waits for the end of both outputs; default signal handling, since a daemon must end at SIGTERM; and the
-// environment CHILD_PATH with what was added, nothing that a client sent.
+// A program gets:
+// - /dev/null as standard input, output and error, and no other descriptor, because a web server waits until
+//   all copies of its pipes are closed, even those that a daemon has inherited;
+// - default signal handling, because a daemon must end on SIGTERM;
+// - CHILD_PATH and the variables of addEnv as its whole environment, so that it sees nothing from a client.
 
 constexpr char CHILD_PATH[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
 
-// Runs `path` with the arguments before the first null and waits for its end. Returns 0 when it exited with
-// 0, -1 when it couldn't be started, exited otherwise or was killed.
+// Runs `path` with the arguments before the first null and waits for its end. Returns 0 if it exited with 0.
+// Returns -1 if it could not be started, exited with another status or was killed.
 int VLIBCExec(const char* path, const char* arg1, const char* arg2, const char* arg3, const char* arg4);
 
 namespace VEXAUtils {
 
 class ProcessRunner {
   public:
-    // `path`, then the argument list from the program's name to the first null.
+    // The program's path, and its argument list: the program's name, then the arguments before the first
+    // null.
     explicit ProcessRunner(const char* path, const char* arg0 = nullptr, const char* arg1 = nullptr,
                            const char* arg2 = nullptr, const char* arg3 = nullptr, const char* arg4 = nullptr,
                            const char* arg5 = nullptr, const char* arg6 = nullptr, const char* arg7 = nullptr,
                            const char* arg8 = nullptr);
+
+    // Adds a variable to the program's environment.
     void addEnv(const std::string& name, const std::string& value);
 
-    // Starts the program and, with `wait`, waits for its end. Returns 0 when it was started and, with `wait`,
-    // exited with 0; else -1. A child never keeps the output of this process: `keepOutput` must be false.
+    // Starts the program and, if `wait` is true, waits for its end. Returns 0 if it was started and, with
+    // `wait`, exited with 0; otherwise -1. `keepOutput` must be false: no program keeps the output of this
+    // process.
     int run(bool wait, bool keepOutput);
 
   private:
@@ -40,12 +50,14 @@ class ProcessRunner {
 }  // namespace VEXAUtils
 
 // --- Shell commands ----------------------------------------------------------------------------------------
-// Literals of this system, never a client's text. They share this process's environment and outputs.
+// Commands must be literals of this system and never contain text from a client. They inherit the environment
+// and the outputs of this process.
 
-// system(3): true when the command exited with 0.
+// Runs a command (system(3)). Returns whether it exited with 0.
 bool RunShell(const char* command);
 
-// The standard output of a command: popen(3), close-on-exec. Closing waits for its end.
+// The standard output of a command (popen(3)). The stream is close-on-exec. The destructor waits for the
+// command's end.
 class ShellOutput {
   public:
     explicit ShellOutput(const char* command);
@@ -53,7 +65,7 @@ class ShellOutput {
     ShellOutput& operator=(const ShellOutput&) = delete;
     ~ShellOutput();
 
-    // Null when the command couldn't be started.
+    // Returns null if the command could not be started.
     FILE* Stream() const { return stream_; }
 
   private:
@@ -62,7 +74,7 @@ class ShellOutput {
 
 // --- Signals -----------------------------------------------------------------------------------------------
 
-// Sends `signal` to the process whose number stands in `pidFile`: digits, and nothing around them but white
-// space. A number below 2 would mean a process group or init and is refused. Returns 0, or -1 when nothing
-// was sent.
+// Sends `signal` to the process whose PID is stored in `pidFile`: decimal digits, with white space allowed
+// around them. Rejects a PID below 2, which would mean init or a process group. Returns 0, or -1 if the
+// signal was not sent.
 int VLIBCProcSignalByPidFile(const char* pidFile, int signal);

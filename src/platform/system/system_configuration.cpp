@@ -8,8 +8,8 @@ constexpr char SYSTEM_CONFIGURATION[] = APPLIANCE_ROOT "/etc/vexainfo.conf";
 
 }  // namespace
 
-std::string VexaConf::Def(const char* key, const char* missing) const {
+std::string VexaConf::Def(const char* key, const char* defaultValue) const {
     char value[256] = {};
     const bool found = VLIBCFileGetKeyValue(SYSTEM_CONFIGURATION, key, value, sizeof value, 0) > 0;
-    return found ? value : missing;
+    return found ? value : defaultValue;
 }

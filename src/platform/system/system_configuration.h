@@ -1,10 +1,11 @@
-// The appliance's system configuration, a key/value file.
+// The appliance's system configuration, a key/value file. The interface is that of the appliance's system
+// library, which defines it as a class.
 #pragma once
 
 #include <string>
 
 class VexaConf {
   public:
-    // The value of `key`, at most 255 bytes of it; `missing` when the file has no such key.
-    std::string Def(const char* key, const char* missing) const;
+    // Returns the value of `key`, cut to 255 bytes, or `defaultValue` if the file has no such key.
+    std::string Def(const char* key, const char* defaultValue) const;
 };

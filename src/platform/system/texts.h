@@ -1,5 +1,8 @@
-// Localized texts. A language has a directory with one file, strings.json: an object of sections, each an
-// object of key to text.
+// Localized texts. The texts of a language are stored in the file strings.json of its directory: an object of
+// sections, each of which is an object of texts by key.
+//
+// The interface is that of the appliance's system library: it has up to six sections and the argument
+// `second`, which is not used.
 #pragma once
 
 #include <json/value.h>
@@ -11,20 +14,21 @@ namespace VEXA::QMX {
 
 class LocalizedStringParser {
   public:
-    // The texts of the language whose directory is given. Null when they can't be read or are no object.
+    // Reads the texts of the language that is stored in `directory`. Returns null if the file can't be read
+    // or does not contain a JSON object.
     Json::Value ParseTexts(std::string directory) const;
 };
 
 }  // namespace VEXA::QMX
 
-// The localized texts of up to six sections of the UI's string tables, in the language of the appliance.
+// The texts of the UI, in the language of the appliance.
 class StringBundle {
   public:
+    // The sections to search; null for none.
     explicit StringBundle(const char* s1, const char* s2 = nullptr, const char* s3 = nullptr,
                           const char* s4 = nullptr, const char* s5 = nullptr, const char* s6 = nullptr);
 
-    // The text of `key` in the first opened section that has it; the key itself when none has. `second` is
-    // not used.
+    // Returns the text of `key` in the first section that has it, or `key` itself if no section has it.
     std::string Text(const char* key, const char* second) const;
 
   private:

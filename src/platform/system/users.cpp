@@ -6,13 +6,13 @@
 #include <vector>
 
 int VEXAUserGet(const char* name, VexaUser** record) {
-    constexpr size_t LARGEST_ENTRY = 1U << 20U;
+    constexpr size_t MAX_ENTRY_BYTES = 1U << 20U;
     passwd entry = {};
     passwd* found = nullptr;
     std::vector<char> texts(1024);
     int error = 0;
     while ((error = getpwnam_r(name, &entry, texts.data(), texts.size(), &found)) == ERANGE &&
-           texts.size() < LARGEST_ENTRY) {
+           texts.size() < MAX_ENTRY_BYTES) {
         texts.resize(texts.size() * 2);
     }
     if (error != 0 || found == nullptr) {

@@ -1,4 +1,5 @@
-// The users of the system's user database (getpwnam_r(3)).
+// The system's user database (getpwnam_r(3)). The interface is that of the appliance's system library: it
+// allocates a record, which the caller frees.
 #pragma once
 
 #include <cstdint>
@@ -7,8 +8,8 @@ struct VexaUser {
     uint32_t uid;
 };
 
-// Looks up `name` and sets `record` to a record of its own. Returns 0, or -1 with `record` as it was when
-// there is no such user.
+// Looks up the user `name` and sets `record` to a new record, which the caller frees with VEXAUserFree.
+// Returns 0, or -1 with `record` unchanged if there is no such user.
 int VEXAUserGet(const char* name, VexaUser** record);
 
 void VEXAUserFree(VexaUser* record);

@@ -2,7 +2,7 @@
 
 namespace {
 
-// No path is longer (PATH_MAX).
+// Long enough for every path (PATH_MAX).
 constexpr size_t MAX_LOG_TEXT = 4096;
 
 }  // namespace

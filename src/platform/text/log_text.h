@@ -4,6 +4,6 @@
 #include <string>
 #include <string_view>
 
-// Replaces control characters by \xHH and puts a backslash before quotes and backslashes. Only the first 4096
-// bytes of `text` are used.
+// Returns `text` with \xHH for each control character and a backslash before quotes and backslashes. Uses
+// only the first 4096 bytes of `text`.
 std::string EscapeForLog(std::string_view text);

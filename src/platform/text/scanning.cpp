@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-std::string_view TakeUntil(std::string_view& rest, std::string_view end) {
-    const std::string_view taken = rest.substr(0, rest.find(end));
-    rest.remove_prefix(std::min(taken.size() + end.size(), rest.size()));
-    return taken;
+std::string_view ConsumeUntil(std::string_view& rest, std::string_view end) {
+    const std::string_view text = rest.substr(0, rest.find(end));
+    rest.remove_prefix(std::min(text.size() + end.size(), rest.size()));
+    return text;
 }
 
 bool EqualsIgnoringCase(std::string_view text, std::string_view other) {

@@ -1,17 +1,18 @@
-// Texts taken apart from the front.
+// Helpers for parsers that read a text from its start. `rest` is the part that is still to be read.
 #pragma once
 
 #include <string_view>
 
-// Takes `prefix` off `rest` when it stands there.
-inline bool TakePrefix(std::string_view& rest, std::string_view prefix) {
-    const bool is = rest.starts_with(prefix);
-    rest.remove_prefix(is ? prefix.size() : 0);
-    return is;
+// If `rest` starts with `prefix`, removes it and returns true.
+inline bool ConsumePrefix(std::string_view& rest, std::string_view prefix) {
+    const bool found = rest.starts_with(prefix);
+    rest.remove_prefix(found ? prefix.size() : 0);
+    return found;
 }
 
-// Takes what stands before `end`, and `end` itself, off `rest`: all of it when there is no `end`.
-std::string_view TakeUntil(std::string_view& rest, std::string_view end);
+// Removes the text before the first `end`, and `end` itself, from `rest` and returns that text. Without an
+// `end`, removes and returns the whole rest.
+std::string_view ConsumeUntil(std::string_view& rest, std::string_view end);
 
-// ASCII letters of either case are equal, as in media types and header names.
+// Compares ASCII texts, as in media types and header names.
 bool EqualsIgnoringCase(std::string_view text, std::string_view other);

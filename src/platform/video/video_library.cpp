@@ -19,13 +19,14 @@ using LibKinovo::db::api::CollectionRecord;
 constexpr char LIBRARY[] = "libpq.so.5";
 constexpr std::chrono::seconds CONNECT_TIME{5};
 constexpr std::chrono::seconds QUERY_TIME{10};
-// The server ends a query soon after nobody waits for it any more.
+// The server ends a query shortly after this program has stopped waiting for it.
 constexpr char SERVER_OPTIONS[] = "-c statement_timeout=11s";
 
-// Of a row's message with one column: type, length, columns, the column's length.
-constexpr size_t ROW_HEAD_BYTES = 1 + 4 + 2 + 4;
+// The size of what precedes a row with one column in the server's message: message type, message length,
+// number of columns, length of the column.
+constexpr size_t ROW_HEADER_BYTES = 1 + 4 + 2 + 4;
 
-// The functions of libpq that are used, under the names and with the types of its header.
+// The functions of libpq that this file uses. Their types come from libpq's header.
 #define LIBPQ_FUNCTIONS(USE)  \
     USE(PQconnectStartParams) \
     USE(PQconnectPoll)        \
@@ -54,7 +55,7 @@ struct Libpq {
 };
 
 template <typename Function>
-bool Find(void* library, const char* name, Function& function) {
+bool FindFunction(void* library, const char* name, Function& function) {
     function = reinterpret_cast<Function>(dlsym(library, name));
     return function != nullptr;
 }
@@ -62,7 +63,7 @@ bool Find(void* library, const char* name, Function& function) {
 Libpq LoadLibpq() {
     Libpq pq;
     void* library = dlopen(LIBRARY, RTLD_NOW | RTLD_LOCAL);
-#define AND_FIND(name) &&Find(library, #name, pq.name)
+#define AND_FIND(name) &&FindFunction(library, #name, pq.name)
     pq.loaded = library != nullptr LIBPQ_FUNCTIONS(AND_FIND);
 #undef AND_FIND
     return pq;
@@ -73,11 +74,12 @@ const Libpq& Pq() {
     return pq;
 }
 
-// libpq itself would write a server's notices to standard error.
+// By default, libpq writes a server's notices to standard error.
 void IgnoreNotice(void*, const char*) {}
 
-// Until the connection's socket is ready for one of `events`; false when the deadline comes first.
-bool Wait(PGconn* connection, short events, Clock::time_point deadline) {
+// Waits until the connection's socket is ready for one of `events`. Returns false if the deadline passes
+// first.
+bool WaitForSocket(PGconn* connection, short events, Clock::time_point deadline) {
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
         if (left <= 0) {
@@ -90,12 +92,12 @@ bool Wait(PGconn* connection, short events, Clock::time_point deadline) {
     }
 }
 
-// libpq's own time limit counts in whole seconds, and anew for each address of a host.
+// Connects with one deadline. libpq's own time limit applies to each address of a host separately.
 bool FinishConnecting(PGconn* connection) {
     const Clock::time_point deadline = Clock::now() + CONNECT_TIME;
     PostgresPollingStatusType next = PGRES_POLLING_WRITING;
     while (next == PGRES_POLLING_WRITING || next == PGRES_POLLING_READING) {
-        if (!Wait(connection, next == PGRES_POLLING_READING ? POLLIN : POLLOUT, deadline)) {
+        if (!WaitForSocket(connection, next == PGRES_POLLING_READING ? POLLIN : POLLOUT, deadline)) {
             return false;
         }
         next = Pq().PQconnectPoll(connection);
@@ -103,20 +105,20 @@ bool FinishConnecting(PGconn* connection) {
     return next == PGRES_POLLING_OK;
 }
 
-// Until PQgetResult doesn't block; false when the connection fails or the deadline comes first.
+// Waits until PQgetResult does not block. Returns false if the connection fails or the deadline passes first.
 bool WaitForResult(PGconn* connection, Clock::time_point deadline) {
     while (Pq().PQisBusy(connection) != 0) {
         const int unsent = Pq().PQflush(connection);
         const short events = unsent == 0 ? POLLIN : POLLIN | POLLOUT;
-        if (unsent < 0 || !Wait(connection, events, deadline) || Pq().PQconsumeInput(connection) == 0) {
+        if (unsent < 0 || !WaitForSocket(connection, events, deadline) ||
+            Pq().PQconsumeInput(connection) == 0) {
             return false;
         }
     }
     return true;
 }
 
-// Reads the rows of a sent query, up to the listing's limit. Returns what went wrong, the empty text when
-// nothing did.
+// Reads the rows of a sent query, up to MAX_LISTING_BYTES. Returns an error message; empty on success.
 std::string ReadRows(PGconn* connection, Clock::time_point deadline, std::vector<CollectionRecord>& rows) {
     for (size_t bytes = 0;;) {
         if (!WaitForResult(connection, deadline)) {
@@ -136,7 +138,7 @@ std::string ReadRows(PGconn* connection, Clock::time_point deadline, std::vector
             return message.empty() ? "an answer that has no rows" : message;
         }
         rows.emplace_back(text);
-        bytes += ROW_HEAD_BYTES + rows.back().Text().size();
+        bytes += ROW_HEADER_BYTES + rows.back().Text().size();
         if (bytes > MAX_LISTING_BYTES) {
             rows.pop_back();
             syslog(LOG_WARNING, "video library: only the first %zu collections are listed", rows.size());
@@ -145,7 +147,7 @@ std::string ReadRows(PGconn* connection, Clock::time_point deadline, std::vector
     }
 }
 
-// The first line of a message says it; the others point into the query.
+// Logs only the first line of libpq's message. The other lines show a position in the query.
 void LogFailure(std::string_view reason) {
     syslog(LOG_ERR, "video library: the collections can't be listed: %s",
            EscapeForLog(reason.substr(0, reason.find('\n'))).c_str());
@@ -213,10 +215,10 @@ std::vector<CollectionRecord> CollectionAPI::List() const {
                       Pq().PQsendQueryParams(connection, query.c_str(), std::size(parameters), nullptr,
                                              parameters, nullptr, nullptr, 0) == 1 &&
                       Pq().PQsetSingleRowMode(connection) == 1;
-    const std::string problem =
+    const std::string error =
         sent ? ReadRows(connection, deadline, records) : Pq().PQerrorMessage(connection);
-    if (!problem.empty()) {
-        LogFailure(problem);
+    if (!error.empty()) {
+        LogFailure(error);
         records.clear();
     }
     return records;

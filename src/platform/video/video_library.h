@@ -1,5 +1,11 @@
-// The video library's database, PostgreSQL. libpq is loaded when a connection is first asked for: one action
-// of nineteen needs it, and it brings over twenty libraries.
+// The database of the video library (PostgreSQL).
+//
+// The interface is that of the appliance's video library: that is why it has a connection with four
+// arguments, and a base class with paging and a sort order, although this system always lists all collections
+// by title.
+//
+// libpq is loaded at the first connection, because it loads over twenty libraries and one of the nineteen
+// actions needs it.
 #pragma once
 
 #include <json/value.h>
@@ -12,17 +18,18 @@
 constexpr char VIDEO_DATABASE[] = "video_metadata";
 constexpr char VIDEO_DATABASE_USER[] = "postgres";
 
-// Of one listing, as the server sends it: 60,000 collections with titles of 40 bytes.
+// The size limit of a listing, in bytes as the server sends it: 60,000 collections with titles of 40 bytes.
 constexpr size_t MAX_LISTING_BYTES = 5 << 20;
-// Of one row; a longer one is cut, and so can't be read.
+
+// The size limit of a row. A longer row is cut and is then not valid JSON.
 constexpr size_t MAX_ROW_CHARACTERS = 64 << 10;
 
 // An open connection to the database.
 struct VexaDb;
 
-// Connects within 5 seconds, whatever the server does; a null argument leaves libpq's own default, its
-// environment included. Returns null when no connection can be made, or libpq can't be loaded. The caller
-// closes it with VEXADBClose.
+// Connects to the database within 5 seconds. A null argument selects libpq's default, which its
+// environment variables can change. Returns null if there is no connection or libpq can't be loaded. The
+// caller closes the connection with VEXADBClose.
 VexaDb* VEXADBConnect(const char* host, const char* user, const char* password, const char* database);
 void VEXADBClose(VexaDb* connection);
 
@@ -32,7 +39,7 @@ class BaseAPI {
   public:
     using SortOrder = int;
 
-    // From the element `offset` on, `limit` elements; -1 for all.
+    // Lists `limit` elements, starting with element number `offset` (0 for the first); all if `limit` is -1.
     void Paging(int offset, int limit);
 
   protected:
@@ -45,10 +52,10 @@ class CollectionRecord {
     explicit CollectionRecord(std::string text) : text_(std::move(text)) {}
     virtual ~CollectionRecord() = default;
 
-    // The whole row, members named as the columns; null when it can't be read.
+    // Returns the whole row as an object with a member for each column; null if it is not valid JSON.
     virtual Json::Value ToJson() const;
 
-    // The row as the server sent it.
+    // Returns the row as the server sent it.
     const std::string& Text() const { return text_; }
 
   private:
@@ -62,11 +69,11 @@ class CollectionAPI : public BaseAPI {
   public:
     explicit CollectionAPI(unsigned int uid) : uid_(uid) {}
 
-    // 0 sorts by title ascending, then id; anything else descending.
+    // 0 sorts by ascending title, any other value by descending title; equal titles by ascending id.
     void OrderByTitle(SortOrder order) { order_ = order; }
 
-    // Connects and runs the query, which ends 10 seconds after it was sent, whatever the server does. A
-    // failure logs one line and lists nothing, a list beyond the limit logs one and ends there.
+    // Connects and runs the query, which may take at most 10 seconds. Logs one line and returns an empty list
+    // on failure. Logs one line and returns the first rows if the listing exceeds MAX_LISTING_BYTES.
     std::vector<CollectionRecord> List() const;
 
   private:
