@@ -46,7 +46,7 @@ const char* EnvironmentText(const char* name) {
     return value != nullptr ? value : "";
 }
 
-// Parses CONTENT_LENGTH (RFC 3875, 4.1.2): decimal digits, or empty if there is no body. Returns null, or the
+// Parses CONTENT_LENGTH (RFC 3875, 4.1.2): decimal digits, or empty without a body. Returns null, or the
 // HTTP status to reject the request with.
 const char* ReadLength(std::string_view text, size_t& length) {
     length = 0;

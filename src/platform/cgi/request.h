@@ -16,7 +16,7 @@ class WebMan {
   public:
     // Returns the value of the parameter `name`, up to its first zero byte. Names are compared byte for byte;
     // if a name occurs more than once, its first value is used. Returns `defaultValue` itself if the request
-    // has no such parameter. The value is valid as long as this object.
+    // has no such parameter. The value is valid as long as this object exists.
     const char* In(const char* name, const char* defaultValue) const;
 
     // Writes the header of a response: see WriteResponseHeader.

@@ -8,7 +8,7 @@
 // The size limit, in bytes, of a file that this system reads or writes as a whole.
 constexpr size_t MAX_FILE_SIZE = 64U << 20U;
 
-// Owns a file descriptor and closes it. A negative number is no open descriptor.
+// Owns a file descriptor and closes it. A negative number means that nothing is open.
 class Descriptor {
   public:
     explicit Descriptor(int number) : number_(number) {}

@@ -1,5 +1,4 @@
-// Replaces a file as a whole: a reader, or a system restarted after a power cut, finds either the old content
-// or the new one.
+// Replaces a file as a whole. A reader finds either the old content or the new one, even after a power cut.
 #pragma once
 
 #include <string>

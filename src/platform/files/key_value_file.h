@@ -1,6 +1,6 @@
-// Key/value files. A line is a key at its very start, '=', and the value. A value that starts with a double
-// quote extends to the last double quote of the line, so values can contain quotes; any other value extends
-// to the end of the line (LF or CR LF). If a key occurs more than once, its first line is used.
+// Key/value files. A line starts with the key, followed by '=' and the value. A value that starts with a
+// double quote extends to the last double quote of the line, so values can contain quotes; any other value
+// extends to the end of the line (LF or CR LF). If a key occurs more than once, its first line is used.
 //
 // The interface is that of the appliance's system library: that is why one function returns 1 on success and
 // the other 0, and why there is an unused argument `flags`.
@@ -12,7 +12,7 @@
 int VLIBCFileGetKeyValue(const char* path, const char* key, char* buffer, int size, int flags);
 
 // Makes the file contain exactly one line for `key`, formatted by `format` from key and value; every other
-// line stays. Replaces the file as in file_replacement.h and holds the lock while it reads and writes.
-// Returns 0, or -1 on failure. Rejects a value that contains a line feed, because it would add a second
-// setting.
+// line stays as it is. Replaces the file as in file_replacement.h and holds the lock while it reads and
+// writes. Returns 0, or -1 on failure. Rejects a value that contains a line feed, because it would add a
+// second setting.
 int VLIBCFileSetKeyValue(const char* path, const char* key, const char* value, const char* format);

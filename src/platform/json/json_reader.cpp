@@ -15,8 +15,8 @@ bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 bool EndsLine(std::string_view text) { return text.find_first_of(LINE_ENDS) != std::string_view::npos; }
 
-// Reads a comment, with its line end if it is a line comment. Returns an empty text if there is no complete
-// comment.
+// Reads a comment, with its line end if it is a line comment. Returns an empty text if `rest` does not
+// start with a complete comment.
 std::string_view ConsumeComment(std::string_view& rest) {
     const std::string_view all = rest;
     if (rest.starts_with("//")) {

@@ -1,5 +1,5 @@
 // A JSON reader. It exists because jsoncpp's own reader needs quadratic time for comments and has no limit on
-// the memory that a text costs.
+// the memory that it uses.
 //
 // A text is exactly one document of RFC 8259, with these extensions: comments ("// ..." to the end of the
 // line, "/* ... */") are allowed wherever white space is allowed, and strings can contain control characters
@@ -15,8 +15,8 @@
 
 #include "platform/files/file_io.h"
 
-// The size limit of a text. Every byte that is not ASCII counts as six, because a response may need the
-// escape sequence \uFFFD for it.
+// The size limit of a text, in bytes. Every byte that is not ASCII has the cost of six, because a response
+// may need the escape sequence \uFFFD for it.
 constexpr size_t MAX_JSON_TEXT = MAX_FILE_SIZE;
 
 constexpr size_t MAX_JSON_COMMENTS = 1000;  // between two values

@@ -20,8 +20,8 @@ struct VexaNetCard {
 // error if `kind` is not 2 or the interfaces can't be listed.
 int VLIBNetGetInterfaceInfo(VexaInterface* records, int size, int kind);
 
-// Reads the address of the interface at position `index` of that list. Returns 1, or -1 if there is no such
-// interface or it can't be read.
+// Reads the address of the interface at position `index` of that list. Returns 1, or -1 if `index` is not
+// in the list or the list can't be read.
 int VEXANetGetCard1(int index, int flags, VexaNetCard* card);
 
 // Returns the name of the first wireless interface; an empty text if there is none.

@@ -1,8 +1,8 @@
 // Programs, shell commands and signals.
 //
 // The interface of VLIBCExec, ProcessRunner and VLIBCProcSignalByPidFile is that of the appliance's system
-// library: that is why there are lists of arguments that end at the first null, and arguments with one
-// possible value.
+// library: that is why argument lists have a fixed length and end at the first null, and why `keepOutput` has
+// only one valid value.
 #pragma once
 
 #include <cstdio>

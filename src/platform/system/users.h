@@ -9,7 +9,7 @@ struct VexaUser {
 };
 
 // Looks up the user `name` and sets `record` to a new record, which the caller frees with VEXAUserFree.
-// Returns 0, or -1 with `record` unchanged if there is no such user.
+// Returns 0, or -1 with `record` unchanged if the user does not exist.
 int VEXAUserGet(const char* name, VexaUser** record);
 
 void VEXAUserFree(VexaUser* record);

@@ -4,8 +4,8 @@
 // arguments, and a base class with paging and a sort order, although this system always lists all collections
 // by title.
 //
-// libpq is loaded at the first connection, because it loads over twenty libraries and one of the nineteen
-// actions needs it.
+// libpq is loaded at the first connection, because it loads over twenty libraries and only one of the
+// nineteen actions needs it.
 #pragma once
 
 #include <json/value.h>
@@ -28,7 +28,7 @@ constexpr size_t MAX_ROW_CHARACTERS = 64 << 10;
 struct VexaDb;
 
 // Connects to the database within 5 seconds. A null argument selects libpq's default, which its
-// environment variables can change. Returns null if there is no connection or libpq can't be loaded. The
+// environment variables can change. Returns null if it can't connect or libpq can't be loaded. The
 // caller closes the connection with VEXADBClose.
 VexaDb* VEXADBConnect(const char* host, const char* user, const char* password, const char* database);
 void VEXADBClose(VexaDb* connection);
