@@ -62,10 +62,12 @@ struct SettingsPage {
     int restartFailureNumber;
 };
 
-// Each page's table is in the source file of its name.
+// The table of each page is defined in the page's source file.
+// NOLINTBEGIN(bugprone-dynamic-static-initializers): the definitions are constexpr
 extern const SettingsPage BROWSING_PAGE;
 extern const SettingsPage DMA_PAGE;
 extern const SettingsPage GENERAL_PAGE;
+// NOLINTEND(bugprone-dynamic-static-initializers)
 
 // Returns the page's stored settings by JSON member: switches as booleans, texts as strings.
 Json::Value LoadSettings(const SettingsPage& page);
