@@ -1,4 +1,4 @@
-# How the program is compiled and linked. The archive of jsoncpp is built with the same flags, warnings excepted.
+# The compiler and linker flags of the program, without its warnings. The archive of jsoncpp is built with the same flags.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -10,13 +10,13 @@ check_pie_supported()
 add_compile_options(-fstack-protector-strong)
 add_compile_definitions(_FILE_OFFSET_BITS=64 _GNU_SOURCE)
 add_link_options(-Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
-# The program has one thread: without guards for static objects, and at -O2, the loader has fewer symbols to resolve.
+# The program has one thread. Static objects without guards, and -O2, leave fewer symbols for the loader to resolve.
 add_compile_options(-fno-threadsafe-statics)
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 if(CMAKE_BUILD_TYPE MATCHES "Rel")
   add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -ffunction-sections -fdata-sections)
   add_link_options(-Wl,--gc-sections)
-  # Packed relocations shorten the start. The libc of the build must support them (2.36), or it would not load the program.
+  # Packed relocations shorten the start. glibc loads them since 2.36, so this checks the version of the build's libc.
   set(PACKED -Wl,-z,pack-relative-relocs)
   set(CMAKE_REQUIRED_LINK_OPTIONS ${PACKED})
   check_cxx_source_compiles("#include <features.h>

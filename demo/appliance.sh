@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# The appliance in a box: PostgreSQL with a video library, a media server with media of its own and a web server with
-# the program, all of one build folder and announced on the loopback interface alone. Ctrl-C or SIGTERM ends it, and all that it started.
+# Runs the demo appliance: PostgreSQL with a video library, the media server with some media, and a web server with the
+# page and the program. All their files are in one build folder, and the media server announces itself only on the
+# loopback interface. Ctrl-C or SIGTERM ends the appliance and everything that it started.
 #
 #   appliance.sh --build FOLDER [--port N] [--fresh]
 #
-#   --build FOLDER   a build with its root in FOLDER/root, which is laid out from the seed data when it is missing
-#   --port N         the web server's port, 8080 if not given
-#   --fresh          lay the root out anew
+#   --build FOLDER   the build. The appliance's files are in FOLDER/root, which is created if it does not exist
+#   --port N         the port of the web server, 8080 by default
+#   --fresh          deletes FOLDER/root and creates it again
 set -euo pipefail
 
 fail() {
@@ -18,7 +19,8 @@ in_use() {
   (: 8<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
 }
 
-# The root appears when it is complete. Its login is a user of the host, since collections belong to users.
+# Creates the root under another name and renames it when it is complete. The login has the name of the user who runs
+# this, because collections belong to users of the system.
 lay_out() {
   local new=$root.new
   rm -rf "$root" "$new"
@@ -40,7 +42,7 @@ fill_library() {
   fi
 }
 
-# Also ends what an appliance that was killed left behind.
+# Also stops the services that remain after an appliance was killed.
 stop_services() {
   if [[ -d $root/$library ]]; then
     "$root/$package/scripts/S86vexadms.sh" stop
@@ -48,8 +50,8 @@ stop_services() {
   fi
 }
 
-# The web server first, with its requests: one of them may be about to restart the daemon. The server leads a session
-# of its own, which they share.
+# Stops the web server and its requests first, because a request may still restart the daemon. The web server and its
+# requests have a session of their own.
 stop() {
   trap '' INT TERM HUP
   set +e
@@ -87,7 +89,7 @@ if (($#)) || [[ -z $build || ! $port =~ ^[1-9][0-9]{0,4}$ ]]; then
   sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" >&2
   exit 2
 fi
-[[ -x $build/mediaserv && -x $build/minidlna/dms ]] || fail "$build holds no build with the media server."
+[[ -x $build/mediaserv && -x $build/minidlna/dms ]] || fail "$build does not contain a build with the media server."
 root=$build/root
 package=var/packages/Dalmira/target
 library=var/services/pgsql
@@ -95,20 +97,20 @@ address=http://127.0.0.1:$port/cgi-bin/mediaserv
 web_server=
 
 if in_use "$port"; then
-  fail "Port $port of 127.0.0.1 is in use already: choose another one with --port N."
+  fail "Port $port of 127.0.0.1 is already in use. Choose another port with --port N."
 fi
 mkdir -p "$build/demo"
-# Nothing that could outlive this script may hold the lock.
+# Every process that could outlive this script is started without descriptor 8. Otherwise it would keep the lock.
 exec 8>"$build/demo/lock"
-flock --nonblock 8 || fail "The appliance of $build runs already."
+flock --nonblock 8 || fail "The appliance in $build is already running."
 
 trap stop EXIT
 trap 'exit 0' INT TERM HUP
 stop_services
 [[ -d $root/$package/sbin && -z $fresh ]] || lay_out
-mkdir -p "$root/var/log/lighttpd" # the web server logs there
+mkdir -p "$root/var/log/lighttpd" # the web server writes its log there
 rm -rf "$build/demo/www"
-cp -Rs "$source/web" "$build/demo/www" # what is changed there is served
+cp -Rs "$source/web" "$build/demo/www" # links, so a changed file is served at once
 cp -sf "$source"/minidlna/{appliance.json,page/*} "$build/demo/www"
 ln -s "$root/$package/share/mediaserv/status.json" "$build/demo/www"
 login=$(<"$build/demo/login")
@@ -123,22 +125,23 @@ BUILD=$build PORT=$port PGHOST=$socket setsid setpriv --pdeathsig INT \
 web_server=$!
 for ((tries = 0; tries < 100; tries++)); do
   answers && break
-  kill -0 "$web_server" 2>/dev/null || fail "The web server ended before it answered."
+  kill -0 "$web_server" 2>/dev/null || fail "The web server ended before it responded."
   sleep 0.1
 done
-((tries < 100)) || fail "The program gives no answer at $address."
+((tries < 100)) || fail "The program does not respond at $address."
 
 cat <<END
 page: http://127.0.0.1:$port/
 
-The appliance answers; its log and event lines follow. Try:
+The appliance is ready. Its log and event lines follow. Try:
 
   curl -u $login $address -d action=load_browsing_page
   curl -u $login $address -d action=save_browsing_page -d sendthumb=true -d musicdisplayinfo=artist
   curl -u $login $address -d action=getdmslangtext -d lang=ger
 
 The media server: gssdp-discover -i lo, and http://127.0.0.1:$media_port/rootDesc.xml
-Its files: $root (Ctrl-C ends it)
+The appliance's files: $root
+Ctrl-C ends the appliance.
 login: $login
 ready: $address
 END

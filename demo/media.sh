@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Makes a few pictures, sounds and a short film, with titles, artists, album art and dates: media.sh FOLDER
+# Creates a few pictures, songs and a short film, with titles, artists, album art and dates: media.sh FOLDER
 set -euo pipefail
 folder=$1
 
+# make ARGUMENT... FILE: creates FILE below the folder with ffmpeg.
 make() {
   mkdir -p "$(dirname "$folder/${*: -1}")"
   nice ffmpeg -nostdin -loglevel error -y "${@:1:$#-1}" "$folder/${*: -1}"

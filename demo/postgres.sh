@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# A private PostgreSQL cluster for the video library, reached through a Unix socket only.
+# Runs a private PostgreSQL cluster for the video library. It listens only on a Unix socket.
 #
-#   postgres.sh start FOLDER   starts it, with an empty library when it is new; prints the socket's folder (PGHOST)
+#   postgres.sh start FOLDER   creates the cluster with an empty library if it does not exist, starts it and prints the
+#                              folder of its socket (PGHOST)
 #   postgres.sh stop FOLDER    stops it
 set -euo pipefail
-unset "${!PG@}" # settings of the caller's own servers
+unset "${!PG@}" # the caller's own settings must not apply here
 
 # The server refuses to run as root.
 as_server() {
@@ -21,8 +22,8 @@ owned_by_server() {
   ((EUID != 0)) || chown postgres: "$1"
 }
 
-# Makes `home`, a link to where the cluster lies: in the given folder or, when the server's user can't reach that or
-# its path is too long for a socket's address (107 bytes), in one of its own below /tmp.
+# Creates the link `home` to the folder of the cluster. The cluster is in the given folder. If the server's user can't
+# reach that folder, or if its path is too long for a socket's address (107 bytes), it is in a new folder below /tmp.
 make_home() {
   local cluster=$folder/cluster
   owned_by_server "$cluster"
@@ -83,5 +84,5 @@ folder=$(realpath -m "$2")
 home=$folder/home
 socket_name=/.s.PGSQL.5432
 programs=$(printf '%s\n' /usr/lib/postgresql/*/bin | sort -V | tail -n 1)
-cd / # the server's user may not reach the caller's folder
+cd / # the server's user may be unable to enter the current folder
 "$1"

@@ -1,4 +1,4 @@
--- The demonstration's video library: twenty collections for the user `uid`, and some of another user's.
+-- The video library of the demo appliance: twenty collections for the user `uid`, and some for another user.
 INSERT INTO collection (uid, title)
 SELECT :uid, unnest(ARRAY[
     'vexa_default_shared', 'vexa_favorite', 'vexa_watchlist',

@@ -1,4 +1,4 @@
-# For scripts/package.sh: a Debian cross compiler and a system root of the architecture ARCHITECTURE, TRIPLET.
+# The toolchain file of scripts/package.sh: Debian's cross compiler for TRIPLET, with the libraries in SYSROOT.
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES TRIPLET SYSROOT)
 set(CMAKE_SYSTEM_NAME Linux)
 string(REGEX MATCH "^[^-]+" CMAKE_SYSTEM_PROCESSOR ${TRIPLET})

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Makes build/jsoncpp/libjsoncpp-VERSION.a of the installed headers' version: Debian has it as a source package alone.
-#   jsoncpp.sh [TRIPLET SYSROOT]    for another architecture: build/jsoncpp-TRIPLET/..., by its cross compiler
-# Does nothing when it is there. Where it can't be made, one line says why and the builds take the shared library.
-# apt works with the host's own sources and keys, but with lists and a cache below build/: the host stays as it is.
+# Builds build/jsoncpp/libjsoncpp-VERSION.a in the version of the installed headers, from Debian's source package:
+# Debian has no binary package of the archive.
+#   jsoncpp.sh [TRIPLET SYSROOT]    for another architecture: build/jsoncpp-TRIPLET/..., with its cross compiler
+# Does nothing if the archive exists. If it can't be built, one line reports why, and builds link the shared library.
+# apt uses the host's package sources and keys, but lists and a cache below build/, so the host does not change.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
@@ -13,11 +14,11 @@ options=()
 (($# < 2)) || options=(--toolchain "$PWD/packaging/cross.cmake" -DTRIPLET="$1" -DSYSROOT="$2")
 
 give_up() {
-  echo "No archive of jsoncpp, its shared library is used: $1" >&2
+  echo "No archive of jsoncpp, so its shared library is linked: $1" >&2
   exit 0
 }
 
-# The host's package sources, as such of source packages: one-line lists and stanzas.
+# Copies the host's package sources, in both formats, and turns each into a source of source packages.
 source_sources() {
   local main parts file
   eval "$(apt-config shell main Dir::Etc::sourcelist/f parts Dir::Etc::sourceparts/d)"
@@ -28,7 +29,8 @@ source_sources() {
   done
 }
 
-# Behind the host's configuration: no hooks of the host, nothing unsigned, no long wait for a network that isn't there.
+# apt reads this after the host's configuration. It disables the host's hooks, rejects everything unsigned and limits
+# the wait for a network that does not respond.
 configuration() {
   mkdir -p "$work/lists/partial" "$work/cache/archives/partial"
   cat <<END
@@ -48,8 +50,8 @@ APT::Get::AllowUnauthenticated "false";
 END
 }
 
-# Another repository's missing sources don't matter, so the update may fail in part. apt holds the package against the
-# signed lists.
+# The update may fail in part: some repositories have no source packages. apt verifies the package against the signed
+# lists.
 fetch() {
   source_sources
   configuration >"$work/apt.conf"
@@ -57,7 +59,7 @@ fetch() {
   (cd "$work" && timeout 120 apt-get -qq -c "$work/apt.conf" --only-source source "$1=$2")
 }
 
-# The sources name <iostream> and use none of its objects; a start would make them all, and the locale with them.
+# The sources include <iostream> without using it. A program would construct its streams at every start.
 build() {
   sed -i '/#include <iostream>/d' "$1"/src/lib_json/*.cpp
   cmake -S scripts/jsoncpp -B "$work/tree" -G Ninja -DCMAKE_BUILD_TYPE=Release -DJSONCPP_SOURCE="$1" "${options[@]}" &&
@@ -65,21 +67,21 @@ build() {
 }
 
 package=$(dpkg-query --show --showformat='${source:Package} ${source:Version}' libjsoncpp-dev 2>/dev/null) ||
-  give_up 'libjsoncpp-dev is no package of this host.'
-version=$(pkg-config --modversion jsoncpp) || give_up 'pkg-config knows none.'
+  give_up 'the package libjsoncpp-dev is not installed.'
+version=$(pkg-config --modversion jsoncpp) || give_up 'pkg-config does not find jsoncpp.'
 [[ -f $archive/libjsoncpp-$version.a && $package == "$(<"$archive/package")" ]] && exit 0
-[[ -z $(find "$log" -mmin -60 2>/dev/null) ]] || give_up "it couldn't be had within the last hour, see $log (without it, this tries again)."
+[[ -z $(find "$log" -mmin -60 2>/dev/null) ]] || give_up "the last attempt failed within the last hour, see $log (delete this file to try again)."
 
-echo "Making an archive of jsoncpp from Debian's source package" >&2
+echo "Building an archive of jsoncpp from Debian's source package" >&2
 rm -rf "$archive" "$work"
 mkdir -p "$work/result"
 trap 'rm -rf "$work"' EXIT
 trap 'exit 1' INT TERM HUP
-# shellcheck disable=SC2086 # name and version
-fetch $package >"$log" 2>&1 </dev/null || give_up "no source package ${package/ / } could be fetched, see $log"
+# shellcheck disable=SC2086 # $package is two words, name and version
+fetch $package >"$log" 2>&1 </dev/null || give_up "the source package $package can't be downloaded, see $log"
 headers=$(pkg-config --variable=includedir jsoncpp)/json
 source=$(echo "$work/${package% *}"-*/)
-diff -r "$source/include/json" "$headers" >"$log" 2>&1 || give_up "its source has other headers than $headers, see $log"
+diff -r "$source/include/json" "$headers" >"$log" 2>&1 || give_up "the headers of its source package differ from $headers, see $log"
 build "$source" >"$log" 2>&1 || give_up "it can't be built, see $log"
 mv "$work/tree/libjsoncpp.a" "$work/result/libjsoncpp-$version.a"
 mv "$source/debian/copyright" "$work/result"

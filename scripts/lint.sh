@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Checks the form of the code, with the configurations kept here: clang-format, clang-tidy, shellcheck, pycodestyle and
-# pyflakes; of the administration page ESLint, stylelint and html-validate in the versions that lint/ names.
+# Checks the style of the code with clang-format, clang-tidy, shellcheck, pycodestyle and pyflakes, and that of the page
+# with ESLint, stylelint and html-validate. lint/ has the configurations and versions of the page's linters.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
@@ -26,7 +26,7 @@ tools=build/lint/node_modules/.bin
 "$tools/stylelint" --config build/lint/stylelint.config.js 'web/*.css' 'minidlna/page/*.css'
 "$tools/html-validate" --config build/lint/html-validate.json web/index.html
 
-# The flags are GCC's; clang must not stumble over a warning that it lacks.
+# The flags are those of GCC. clang must not report a warning option that it does not know.
 cmake --preset dev -DCMAKE_COMPILE_WARNING_AS_ERROR=ON >/dev/null
 printf '%s\0' "${cpp[@]}" | grep -z '^\(src\|minidlna\)/.*\.cpp$' |
   xargs -0 -n 4 -P 2 clang-tidy --quiet -p build/dev --extra-arg=-Wno-unknown-warning-option 2> >(grep -v 'warnings generated' >&2)

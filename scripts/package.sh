@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds the Debian packages and their checksums in build/packages: package.sh [--check] [amd64|arm64|armhf ...]
-#   (no architecture)   the machine's own kind
-#   --check             builds them a second time, elsewhere and in another environment: every byte must be the same
+#   (no architecture)   the machine's own architecture
+#   --check             builds each package again in another folder and environment, and compares them byte for byte
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
@@ -9,9 +9,9 @@ own=$(dpkg --print-architecture)
 packages=$PWD/build/packages
 declare -A triplets=([amd64]=x86_64-linux-gnu [arm64]=aarch64-linux-gnu [armhf]=arm-linux-gnueabihf)
 
-# build_in FOLDER SOURCE ARCHITECTURE: leaves the packages in FOLDER/deb.
+# build_in FOLDER SOURCE ARCHITECTURE: builds the packages in FOLDER/deb.
 build_in() (
-  umask 022 # folders get their modes from it
+  umask 022 # defines the modes of the packaged folders
   folder=$1 source=$2 architecture=$3 options=()
   if [[ $architecture != "$own" ]]; then
     options=(-DTRIPLET="${triplets[$architecture]}" -DSYSROOT="$PWD/build/sysroot/$architecture"
@@ -27,7 +27,7 @@ build_in() (
   rm -rf "$folder/deb/_CPack_Packages"
 )
 
-# The same sources at another place, built by a user with other habits.
+# check ARCHITECTURE: builds a copy of the sources with other settings and compares the packages.
 check() {
   local other=$PWD/build/package-check
   rm -rf "$other"
@@ -37,7 +37,7 @@ check() {
   (umask 077 && export TZ=Asia/Tokyo LC_ALL=C.UTF-8 && build_in "$other/$1" "$other/source" "$1")
   for deb in "$other/$1"/deb/*.deb; do
     cmp "$deb" "$packages/${deb##*/}"
-    echo "the same again: ${deb##*/}" >&2
+    echo "reproduced: ${deb##*/}" >&2
   done
   rm -rf "$other"
 }

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what is missing of the given groups of Debian packages, whose names are those of the table below
+# Installs the Debian packages of the given groups that are missing: packages.sh GROUP..., see the table for the groups
 set -euo pipefail
 
 declare -A groups=(
@@ -14,7 +14,7 @@ declare -A groups=(
   [fuzz]="clang libclang-rt-14-dev"
   [bench]="python3 valgrind apache2-utils libeatmydata1"
 )
-# Of these, an installation would start a service of the host.
+# Installing one of these would start a service of the host.
 readonly servers=" lighttpd postgresql nginx fcgiwrap minidlna "
 readonly policy=/usr/sbin/policy-rc.d
 
@@ -28,7 +28,7 @@ as_root() {
 
 missing=()
 for group in "$@"; do
-  for package in ${groups[$group]?there is no group $group}; do
+  for package in ${groups[$group]?unknown group $group}; do
     status=$(dpkg-query --show --showformat='${db:Status-Status}' "$package" 2>/dev/null || true)
     [[ $status == installed ]] || missing+=("$package")
   done
@@ -37,11 +37,12 @@ done
 
 echo "Installing ${missing[*]}" >&2
 if ((EUID != 0)) && [[ -z $(type -P sudo) ]]; then
-  echo "That takes root or sudo. As root: apt-get install ${missing[*]}" >&2
+  echo "This needs root or sudo. As root, run: apt-get install ${missing[*]}" >&2
   exit 1
 fi
 
-# While this policy stands, packages start nothing; afterwards a reboot must not do so either.
+# This policy prevents services from being started during the installation. Below, the new services are disabled, so
+# that a reboot does not start them either.
 if [[ ! -e $policy ]]; then
   trap 'as_root rm -f "$policy"' EXIT
   trap 'exit 1' INT TERM HUP
@@ -52,6 +53,6 @@ as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq install --no-install-reco
 for package in "${missing[@]}"; do
   if [[ $servers == *" $package "* ]]; then
     as_root update-rc.d "$package" disable
-    as_root systemctl disable --quiet "$package.socket" 2>/dev/null || true # there is one only sometimes
+    as_root systemctl disable --quiet "$package.socket" 2>/dev/null || true # not every package has a socket unit
   fi
 done

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Makes build/sysroot/ARCHITECTURE, what programs of another kind are built against and run in: sysroot.sh ARCHITECTURE
-# Libraries are those of the release without its updates: what is built with them runs on every state of it. Nothing of
-# the host changes.
+# Makes build/sysroot/ARCHITECTURE, a folder with the libraries to link and run programs of another architecture:
+#   sysroot.sh ARCHITECTURE
+# The libraries are those of the Debian release without updates, so the programs run on every update level. The host
+# does not change.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
 
@@ -20,7 +21,7 @@ apt-get indextargets --format "deb \$(REPO_URI) \$(RELEASE) \$(COMPONENT)" 'Crea
   mmdebstrap --quiet --mode=chrootless --variant=extract --architectures="$architecture" --include="$includes" \
     --skip=cleanup/apt --format=tar bookworm - - | tar x -C "$new" --exclude='./dev'
 
-# dpkg-shlibdeps takes versions from a folder DEBIAN above the libraries that it finds.
+# dpkg-shlibdeps reads the libraries' versions from a folder DEBIAN in a parent folder of the libraries.
 mkdir "$new/DEBIAN"
 for deb in "$new"/var/cache/apt/archives/*.deb; do
   for list in symbols shlibs; do

@@ -1,8 +1,8 @@
 #!/bin/sh
-# Brings the video library up to what the media server asks of it: a number of videos for each collection.
+# Upgrades the video library for the media server, which needs the number of videos of each collection.
 set -eu
 
-# The server's socket folder; the library may lie elsewhere when the root's path is too long for a socket.
+# The folder of the server's socket. The library is elsewhere if the root's path is too long for a socket's address.
 PGHOST=$(readlink -f @ROOT@/var/services/pgsql/home)
 export PGHOST
 
