@@ -1,4 +1,4 @@
-# The compiler and linker flags of the program, without its warnings. The archive of jsoncpp is built with the same flags.
+# The compiler and linker flags of the program and of jsoncpp's archive. The program's warnings are in its CMakeLists.txt.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
