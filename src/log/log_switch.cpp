@@ -15,7 +15,7 @@ struct LogSwitch {
     unsigned int event;
 };
 
-constexpr LogSwitch LOG_ON = {"3", 1095, EVENT_LOG_ON};
+constexpr LogSwitch LOG_ON = {LOG_LEVEL_ON, 1095, EVENT_LOG_ON};
 constexpr LogSwitch LOG_OFF = {"", 1101, EVENT_LOG_OFF};
 
 // Every level except the empty text means that the log is on.

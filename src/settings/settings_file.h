@@ -27,6 +27,9 @@ constexpr char ALBUM_ART_LIST_KEY[] = "albumart" KEY_SUFFIX;
 constexpr char IGNORE_ACCESS_KEY[] = "disable_access_right" KEY_SUFFIX;
 constexpr char LOG_LEVEL_KEY[] = "loglevel" KEY_SUFFIX;
 
+// The value of LOG_LEVEL_KEY when the log is on: the highest level of the daemon.
+constexpr char LOG_LEVEL_ON[] = "3";
+
 constexpr char DEFAULT_LANGUAGE[] = "enu";
 
 constexpr char SWITCH_ON[] = "yes";
