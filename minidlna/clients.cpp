@@ -3,112 +3,96 @@
 #include <unistd.h>
 
 #include "clients/client_list.h"
+#include "minidlna/client_profiles.h"
 #include "platform/files/file_io.h"
 #include "platform/json/json_file.h"
 #include "platform/json/json_reader.h"
 #include "platform/text/scanning.h"
 
+namespace dms {
 namespace {
 
+// The type that minidlnad reports for a client that it does not recognise.
 constexpr char UNKNOWN_TYPE[] = "Unknown";
-
-// The profile for the types of client that minidlnad tells apart; the first row whose word stands in the type
-// counts.
-struct TypeRow {
-    const char* word;
-    const char* profile;
-};
-constexpr TypeRow TYPES[] = {
-    {"Xbox", "Game console"},        {"PLAYSTATION", "Game console"},   {"BDP", "Disc player"},
-    {"BD J5500", "Disc player"},     {"Denon", "Loudspeaker"},          {"marantz", "Loudspeaker"},
-    {"Roku", "Network radio"},       {"BubbleUPnP", "Phone or tablet"}, {"LIFETAB", "Phone or tablet"},
-    {"AllShare", "Phone or tablet"}, {"Samsung", "Television"},         {"LGE", "Television"},
-    {"Sony", "Television"},          {"Panasonic", "Television"},       {"Toshiba", "Television"},
-    {"Hyundai", "Television"},       {"NetFront", "Television"},        {"DirecTV", "Television"},
-    {"FreeBox", "Television"},       {"Popcorn", "Television"},         {"MediaRoom", "Television"},
-    {"TiVo", "Television"},          {"Asus OPlay", "Television"},      {"EVA2000", "Television"},
-};
-constexpr char OTHER_PROFILE[] = "Generic";
-
-std::string ProfileOf(const std::string& type) {
-    for (const TypeRow& row : TYPES) {
-        if (type.find(row.word) != std::string::npos) {
-            return row.profile;
-        }
-    }
-    return OTHER_PROFILE;
-}
 
 std::string StringMember(const Json::Value& object, const char* name) {
     const Json::Value member = object.isObject() ? object[name] : Json::Value();
     return member.isString() ? member.asString() : "";
 }
 
-Json::Value NewClient(const PageClient& met) {
+Json::Value NewClient(const SeenClient& seen) {
     Json::Value client(Json::objectValue);
-    client[MAC_ADDRESS] = met.mac;
-    client[IP_ADDRESS] = met.ip;
-    client[CLIENT_NAME] = met.type == UNKNOWN_TYPE ? met.ip : met.type;
-    client[PROFILE] = ProfileOf(met.type);
+    client[MAC_ADDRESS] = seen.macAddress;
+    client[IP_ADDRESS] = seen.ipAddress;
+    client[CLIENT_NAME] = seen.type == UNKNOWN_TYPE ? seen.ipAddress : seen.type;
+    client[PROFILE] = ProfileOf(seen.type);
     client[ACCESS] = true;
     return client;
 }
 
-void MergeOne(const PageClient& met, Json::Value& known) {
-    for (Json::Value& client : known) {
-        if (EqualsIgnoringCase(StringMember(client, MAC_ADDRESS), met.mac)) {
-            client[IP_ADDRESS] = met.ip;
+void MergeOne(const SeenClient& seen, Json::Value& clients) {
+    for (Json::Value& client : clients) {
+        if (EqualsIgnoringCase(StringMember(client, MAC_ADDRESS), seen.macAddress)) {
+            client[IP_ADDRESS] = seen.ipAddress;
             return;
         }
     }
-    known.append(NewClient(met));
+    clients.append(NewClient(seen));
 }
 
-bool FileExists() { return access(CLIENT_LIST_FILE, F_OK) == 0; }
+Json::Value EmptyDocument() {
+    Json::Value document;
+    document[CLIENTS] = Json::arrayValue;
+    return document;
+}
+
+// Returns false if the file is missing or not a valid client list.
+bool ReadDocument(Json::Value& document) {
+    std::string text;
+    return ReadFile(CLIENT_LIST_FILE, text) && ParseJson(text, document) && document.isObject() &&
+           document[CLIENTS].isArray();
+}
 
 }  // namespace
 
-Clients::Clients(DmsLog& log) : log_(log) { list_[CLIENTS] = Json::arrayValue; }
+Clients::Clients(DmsLog& log) : log_(log), document_(EmptyDocument()) {}
 
-bool Clients::ReadList(Json::Value& list) const {
-    std::string text;
-    return ReadFile(CLIENT_LIST_FILE, text) && ParseJson(text, list) && list.isObject() &&
-           list[CLIENTS].isArray();
-}
-
-void Clients::TakeBack() {
-    Json::Value list;
-    list[CLIENTS] = Json::arrayValue;
-    if (FileExists() && !ReadList(list)) {
-        log_.Write(Level::Error,
-                   std::string(CLIENT_LIST_FILE) + " is no client list: the one before stays in force");
+void Clients::Read() {
+    Json::Value stored = EmptyDocument();
+    if (access(CLIENT_LIST_FILE, F_OK) == 0 && !ReadDocument(stored)) {
+        log_.Write(Level::Error, std::string(CLIENT_LIST_FILE) +
+                                     " is not a valid client list: dms keeps the previous list. Restore the "
+                                     "file, or clear the list on the administration page");
         return;
     }
-    list_ = list;
-    log_.Write(Level::Info, "took back " + std::to_string(list_[CLIENTS].size()) + " clients");
+    document_ = stored;
+    log_.Write(Level::Info, "read the client list, clients: " + std::to_string(document_[CLIENTS].size()));
 }
 
-void Clients::Merge(const std::vector<PageClient>& met) {
+void Clients::Merge(const std::vector<SeenClient>& seen) {
     FileReplacement file(CLIENT_LIST_FILE);
     Json::Value stored;
-    const bool read = ReadList(stored);
-    if (read) {
-        list_ = stored;
+    const bool valid = ReadDocument(stored);
+    if (valid) {
+        document_ = stored;
     }
-    for (const PageClient& client : met) {
-        MergeOne(client, list_[CLIENTS]);
+    for (const SeenClient& client : seen) {
+        MergeOne(client, document_[CLIENTS]);
     }
-    if (read && list_ == stored) {
+    if (valid && document_ == stored) {
         return;
     }
-    const bool written = SaveJsonFile(file, list_) == Saved::Yes;
-    log_.Write(written ? Level::Info : Level::Error,
-               written ? "wrote the client list" : "can't write the client list");
+    if (SaveJsonFile(file, document_) == Saved::Yes) {
+        log_.Write(Level::Info, "wrote the client list");
+    } else {
+        log_.Write(Level::Error, std::string("cannot write ") + CLIENT_LIST_FILE +
+                                     ": check the free space and the owner of its directory");
+    }
 }
 
 std::vector<std::string> Clients::Denied() const {
     std::vector<std::string> addresses;
-    for (const Json::Value& client : list_[CLIENTS]) {
+    for (const Json::Value& client : document_[CLIENTS]) {
         const std::string address = StringMember(client, MAC_ADDRESS);
         if (IsMacAddress(address) && client[ACCESS] == Json::Value(false)) {
             addresses.push_back(address);
@@ -116,3 +100,5 @@ std::vector<std::string> Clients::Denied() const {
     }
     return addresses;
 }
+
+}  // namespace dms

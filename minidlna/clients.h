@@ -1,4 +1,4 @@
-// The clients that dms knows, in the file that the pages change (src/clients/client_list.h).
+// The client list of dms, in the file that the administration page changes, too (src/clients/client_list.h).
 #pragma once
 
 #include <json/value.h>
@@ -9,24 +9,26 @@
 #include "minidlna/dms_log.h"
 #include "minidlna/status_page.h"
 
+namespace dms {
+
 class Clients {
   public:
     explicit Clients(DmsLog& log);
 
-    // What the file says counts, a missing file included; one that can't be understood changes nothing.
-    void TakeBack();
+    // Reads the file. A missing file is an empty list. Logs an invalid file and keeps the list.
+    void Read();
 
-    // Adds the clients that aren't known yet, with access and the profile that their type suggests; of known
-    // ones only the IP address is brought up to date. Changes of the file come first. It is written when
-    // something changed, or when there is none yet.
-    void Merge(const std::vector<PageClient>& met);
+    // Reads the file, to keep the changes of the administration page. Then adds the clients that are not
+    // listed, with access and the profile for their type, and updates the IP addresses of the others. Writes
+    // the file if the list has changed, or if the file was missing or invalid.
+    void Merge(const std::vector<SeenClient>& seen);
 
-    // The hardware addresses of those without access.
+    // Returns the MAC addresses of the clients without access.
     std::vector<std::string> Denied() const;
 
   private:
-    bool ReadList(Json::Value& list) const;
-
     DmsLog& log_;
-    Json::Value list_;  // the file's document
+    Json::Value document_;  // of the file
 };
+
+}  // namespace dms

@@ -6,22 +6,24 @@
 
 #include "platform/text/scanning.h"
 
+namespace dms {
 namespace {
 
 constexpr int DEFAULT_PORT = 8200;
-constexpr int LAST_PORT = 65535;
-constexpr char DEFAULT_DATABASE[] = "/var/cache/minidlna";
+constexpr int MAX_PORT = 65535;
+constexpr char DEFAULT_DATABASE_DIRECTORY[] = "/var/cache/minidlna";
 
-// minidlnad announces every so many seconds and lets an announcement expire after twice that and 10 seconds.
+// minidlnad announces itself every notify_interval seconds. An announcement expires after
+// 2 * notify_interval + EXPIRY_MARGIN seconds.
 constexpr long long EXPIRY_MARGIN = 10;
-constexpr long long LONGEST_INTERVAL = 1'000'000'000;
+constexpr long long MAX_INTERVAL = 1'000'000'000;
 
 std::string AnnouncementInterval(const Settings& settings) {
     const long long expiry = strtoll(settings.expiry.c_str(), nullptr, 10);
     if (expiry <= 0) {
         return "";
     }
-    return std::to_string(std::clamp((expiry - EXPIRY_MARGIN) / 2, 1LL, LONGEST_INTERVAL));
+    return std::to_string(std::clamp((expiry - EXPIRY_MARGIN) / 2, 1LL, MAX_INTERVAL));
 }
 
 std::string Interface(const Settings& settings) { return settings.interface; }
@@ -29,7 +31,7 @@ std::string Interface(const Settings& settings) { return settings.interface; }
 // "a.jpg;;b.jpg" becomes "a.jpg/b.jpg".
 std::string AlbumArtNames(const Settings& settings) {
     std::string names;
-    if (settings.ownAlbumArtNames) {
+    if (settings.customAlbumArt) {
         for (std::string_view rest = settings.albumArtNames; !rest.empty();) {
             const std::string_view name = ConsumeUntil(rest, ";");
             if (!name.empty()) {
@@ -40,7 +42,7 @@ std::string AlbumArtNames(const Settings& settings) {
     return names;
 }
 
-// Errors are always asked for: the status tells the last one.
+// minidlnad logs errors even if the log is off, because the administration page shows the last error.
 std::string LogLevel(const Settings& settings) {
     const char* level = settings.logLevel == Level::Info      ? "info"
                         : settings.logLevel == Level::Warning ? "warn"
@@ -52,7 +54,7 @@ constexpr char PHOTO_STYLE[] = "photo";
 
 struct MenuStyle {
     const char* name;
-    const char* container;
+    const char* container;  // the value of root_container
 };
 constexpr MenuStyle MENU_STYLES[] = {
     {"simple", "B"}, {"full", "."}, {"music", "M"}, {"video", "V"}, {PHOTO_STYLE, "P"},
@@ -64,7 +66,8 @@ std::string RootContainer(const Settings& settings) {
     return style == std::end(MENU_STYLES) ? "" : style->container;
 }
 
-// minidlnad sorts all or nothing, so photos can be sorted where nothing else is shown.
+// minidlnad applies force_sort_criteria to all media, so the order is set only if the menu contains nothing
+// but photos.
 std::string SortCriteria(const Settings& settings) {
     if (settings.menuStyle != PHOTO_STYLE) {
         return "";
@@ -73,9 +76,9 @@ std::string SortCriteria(const Settings& settings) {
     return "+upnp:class," + order + (settings.photoSortBy == "date" ? "dc:date" : "dc:title");
 }
 
-std::string LogDirectory(const Settings& /*settings*/) { return RUN_DIRECTORY; }
+std::string LogDirectory(const Settings& /*settings*/) { return DMS_RUN_DIRECTORY; }
 
-// An empty value leaves the administrator's own lines.
+// If the value is empty, the administrator's lines with the keyword stay.
 struct Row {
     const char* keyword;
     std::string (*value)(const Settings& settings);
@@ -83,14 +86,14 @@ struct Row {
 constexpr Row ROWS[] = {
     {"notify_interval", AnnouncementInterval},
     {"network_interface", Interface},
-    {"album_art_names", AlbumArtNames},
+    {ALBUM_ART_KEYWORD, AlbumArtNames},
     {"root_container", RootContainer},
     {"force_sort_criteria", SortCriteria},
     {"log_level", LogLevel},
     {"log_dir", LogDirectory},
 };
 
-// minidlnad would lose the death signal of its parent by changing its user: dms does it before.
+// Left out of the file of minidlnad, because dms changes the user itself (see child_process.cpp).
 constexpr char USER_KEYWORD[] = "user";
 
 std::string_view Trimmed(std::string_view text) {
@@ -101,10 +104,11 @@ std::string_view Trimmed(std::string_view text) {
 
 struct Line {
     std::string_view whole;
-    std::string_view keyword;  // empty for a line without one
+    std::string_view keyword;  // empty if the line has none, for example a comment
     std::string_view value;
 };
 
+// Removes the first line from `rest` and returns it.
 Line TakeLine(std::string_view& rest) {
     const std::string_view whole = ConsumeUntil(rest, "\n");
     const size_t equals = whole.find('=');
@@ -114,47 +118,52 @@ Line TakeLine(std::string_view& rest) {
     return {whole, Trimmed(whole.substr(0, equals)), Trimmed(whole.substr(equals + 1))};
 }
 
-std::string FirstOf(const std::string& values) { return values.substr(0, values.find_first_of("\n,")); }
+// Returns the first item of the first value, a list separated by commas.
+std::string FirstOf(const std::vector<std::string>& values) {
+    return values.empty() ? "" : values.front().substr(0, values.front().find(','));
+}
 
 }  // namespace
 
-std::string ValuesOf(const std::string& configuration, const std::string& keyword) {
-    std::string values;
-    for (std::string_view rest = configuration; !rest.empty();) {
+std::vector<std::string> ValuesOf(const std::string& text, const std::string& keyword) {
+    std::vector<std::string> values;
+    for (std::string_view rest = text; !rest.empty();) {
         if (const Line line = TakeLine(rest); line.keyword == keyword) {
-            values.append(line.value).append("\n");
+            values.emplace_back(line.value);
         }
     }
     return values;
 }
 
-Configuration Compose(const std::string& own, const Settings& settings) {
-    std::string over;
+Configuration ComposeConfiguration(const std::string& administratorText, const Settings& settings) {
+    std::string replacements;
     for (const Row& row : ROWS) {
         if (const std::string value = row.value(settings); !value.empty()) {
-            over += std::string(row.keyword) + "=" + value + "\n";
+            replacements += std::string(row.keyword) + "=" + value + "\n";
         }
     }
     Configuration result;
-    result.text = over;
-    for (std::string_view rest = own; !rest.empty();) {
+    result.text = replacements;
+    for (std::string_view rest = administratorText; !rest.empty();) {
         const Line line = TakeLine(rest);
         const std::string keyword(line.keyword);
-        if (keyword != USER_KEYWORD && (keyword.empty() || ValuesOf(over, keyword).empty())) {
+        if (keyword != USER_KEYWORD && (keyword.empty() || ValuesOf(replacements, keyword).empty())) {
             result.text.append(line.whole).append("\n");
         }
     }
-    result.database = FirstOf(ValuesOf(own, "db_dir"));
-    if (result.database.empty()) {
-        result.database = DEFAULT_DATABASE;
-        result.text += "db_dir=" + result.database + "\n";
+    result.databaseDirectory = FirstOf(ValuesOf(administratorText, "db_dir"));
+    if (result.databaseDirectory.empty()) {
+        result.databaseDirectory = DEFAULT_DATABASE_DIRECTORY;
+        result.text += "db_dir=" + result.databaseDirectory + "\n";
     }
-    const long port = strtol(FirstOf(ValuesOf(own, "port")).c_str(), nullptr, 10);
-    result.port = port > 0 && port <= LAST_PORT ? static_cast<int>(port) : DEFAULT_PORT;
+    const long port = strtol(FirstOf(ValuesOf(administratorText, "port")).c_str(), nullptr, 10);
+    result.port = port > 0 && port <= MAX_PORT ? static_cast<int>(port) : DEFAULT_PORT;
     if (result.port != port) {
         result.text += "port=" + std::to_string(DEFAULT_PORT) + "\n";
     }
     result.interface = FirstOf(ValuesOf(result.text, "network_interface"));
-    result.user = FirstOf(ValuesOf(own, USER_KEYWORD));
+    result.user = FirstOf(ValuesOf(administratorText, USER_KEYWORD));
     return result;
 }
+
+}  // namespace dms

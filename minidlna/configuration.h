@@ -1,27 +1,37 @@
-// The configuration of minidlnad: the administrator's own minidlna.conf(5), with what the pages set laid over
-// it. A line is a keyword, '=', a value.
+// The configuration file that dms writes for minidlnad. It is the administrator's minidlna.conf(5), except
+// that lines of dms replace the lines with the same keywords. A line is KEYWORD=VALUE.
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "minidlna/settings.h"
 
-constexpr char OWN_CONFIGURATION_FILE[] = APPLIANCE_ROOT "/etc/minidlna.conf";
+// Macros because message literals contain them.
+#define ADMINISTRATOR_CONFIGURATION_FILE APPLIANCE_ROOT "/etc/minidlna.conf"
+#define DMS_RUN_DIRECTORY APPLIANCE_ROOT "/var/run/dms"
 
-// Holds what dms writes for minidlnad: its configuration, and the FIFO that it logs to.
-#define RUN_DIRECTORY APPLIANCE_ROOT "/var/run/dms"
-constexpr char CONFIGURATION_FILE[] = RUN_DIRECTORY "/minidlna.conf";
-constexpr char MINIDLNA_LOG_FIFO[] = RUN_DIRECTORY "/minidlna.log";
+namespace dms {
+
+constexpr char MINIDLNAD_CONFIGURATION_FILE[] = DMS_RUN_DIRECTORY "/minidlna.conf";
+constexpr char MINIDLNAD_LOG_FIFO[] =
+    DMS_RUN_DIRECTORY "/minidlna.log";  // minidlnad adds this name to log_dir
+
+constexpr char ALBUM_ART_KEYWORD[] = "album_art_names";
 
 struct Configuration {
-    std::string text;  // what minidlnad reads
+    std::string text;  // of the file
     int port = 0;
-    std::string interface;  // the first one that it serves on; empty for all
-    std::string user;       // whom it runs as; empty when the administrator names none
-    std::string database;   // the folder of its database
+    std::string interface;  // the first one that minidlnad serves on; empty for all
+    std::string user;       // that minidlnad runs as; empty if the administrator sets none
+    std::string databaseDirectory;
+
+    bool operator==(const Configuration& other) const = default;
 };
 
-Configuration Compose(const std::string& own, const Settings& settings);
+Configuration ComposeConfiguration(const std::string& administratorText, const Settings& settings);
 
-// The values of all lines with a keyword, one line each.
-std::string ValuesOf(const std::string& configuration, const std::string& keyword);
+// Returns the values of all lines with `keyword`, in the order of the lines.
+std::vector<std::string> ValuesOf(const std::string& text, const std::string& keyword);
+
+}  // namespace dms

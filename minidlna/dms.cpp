@@ -1,29 +1,40 @@
-// The media server daemon: keeps the administration pages' agreements, with MiniDLNA as the server. Settings
-// are read at start and at SIGHUP, the address it serves on is published, the client list is written at
-// SIGCONT and taken back at SIGUSR2 and at start; it ends at SIGTERM.
+// dms, the media server daemon: runs MiniDLNA with the settings of the administration pages. Handles the
+// signals of daemon/daemon_control.h, and ends at SIGTERM.
 //
-//     dms    returns 0 when the daemon stands in the background, ready for signals; 1 when it couldn't start
+//     dms    Starts the daemon in the background. Exits with 0 as soon as the daemon handles signals, with 1
+//            if it cannot start.
 #include <curl/curl.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/file.h>
-#include <sys/prctl.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "daemon/daemon_control.h"
+#include "minidlna/configuration.h"
+#include "minidlna/dms_log.h"
+#include "minidlna/log_reader.h"
 #include "minidlna/server.h"
 #include "platform/files/file_io.h"
 
+namespace dms {
 namespace {
 
-// The lock stays until the process ends, however it ends: it tells a running daemon from a left-over file.
+using std::chrono::milliseconds;
+
+// Keeps the wait within the range of poll(2). An earlier wake-up does no harm.
+constexpr milliseconds MAX_WAIT_TIME(60'000);
+
+// Keeps the file open and locked until the process ends, however it ends: the control script recognises a
+// stale file by the missing lock.
 bool WritePidFile() {
     const std::string temporary = std::string(DMS_PID_FILE) + ".new";
     const int file = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -31,9 +42,13 @@ bool WritePidFile() {
            WriteAll(file, std::to_string(getpid()) + "\n") && rename(temporary.c_str(), DMS_PID_FILE) == 0;
 }
 
-// Becomes the background process; returns in it alone, with the descriptor on which to say that it is ready.
+// Returns only in the background process: a descriptor, or -1 on failure. The first process waits for one
+// byte from that descriptor and exits with 0, or with 1 if the background process ends before it writes the
+// byte.
 int Daemonize() {
     int ready[2];
+    // An inherited descriptor would stay open as long as the daemon runs. A request whose output it is would
+    // never end.
     closefrom(STDERR_FILENO + 1);
     if (pipe2(ready, O_CLOEXEC) != 0) {
         exit(1);
@@ -55,7 +70,7 @@ int Daemonize() {
     return chdir("/") == 0 ? ready[1] : -1;
 }
 
-// False at SIGTERM.
+// Returns false after SIGTERM.
 bool HandleSignal(int signals, Server& server) {
     signalfd_siginfo signal{};
     if (read(signals, &signal, sizeof signal) != sizeof signal) {
@@ -63,37 +78,33 @@ bool HandleSignal(int signals, Server& server) {
     }
     switch (signal.ssi_signo) {
         case SIGNAL_RELOAD_SETTINGS:
-            server.ReadSettings();
+            server.ReloadSettings();
             break;
         case SIGNAL_WRITE_CLIENT_LIST:
-            server.WriteClients();
+            server.WriteClientList();
             break;
         case SIGNAL_READ_CLIENT_LIST:
-            server.TakeBackClients();
+            server.ReadClientList();
             break;
         case SIGTERM:
             return false;
-        default:  // SIGCHLD: Step looks
+        default:  // SIGCHLD: RunDueTasks reaps the child
             break;
     }
     return true;
 }
 
-int MillisecondsUntil(Clock::time_point due) {
-    using std::chrono::milliseconds;
-    if (due == Clock::time_point::max()) {
-        return -1;
-    }
-    return static_cast<int>(
-        std::clamp<long long>(std::chrono::ceil<milliseconds>(due - Clock::now()).count(), 0, 60'000));
+int MillisecondsUntil(Clock::time_point deadline) {
+    const auto wait = std::chrono::ceil<milliseconds>(deadline - Clock::now());
+    return static_cast<int>(std::clamp(wait, milliseconds(0), MAX_WAIT_TIME).count());
 }
 
 void Serve(int signals, int logFifo, Server& server) {
     pollfd sources[] = {{signals, POLLIN, 0}, {logFifo, POLLIN, 0}};
-    while (server.Step()) {
-        poll(sources, std::size(sources), MillisecondsUntil(server.Due()));
+    while (server.RunDueTasks()) {
+        poll(sources, std::size(sources), MillisecondsUntil(server.NextDeadline()));
         if ((sources[1].revents & POLLIN) != 0) {
-            server.TakeOverLog();
+            server.ForwardLog();
         }
         if ((sources[0].revents & POLLIN) != 0 && !HandleSignal(signals, server)) {
             return;
@@ -101,13 +112,12 @@ void Serve(int signals, int logFifo, Server& server) {
     }
 }
 
-}  // namespace
-
-int main() {
-    // Blocked from the first moment on: a signal that comes early waits until it is asked for.
+int Run() {
+    // The signals stay blocked from the first moment on, so one that arrives early is handled later.
     sigset_t set;
     sigemptyset(&set);
-    for (const int number : {SIGNAL_RELOAD_SETTINGS, SIGNAL_WRITE_CLIENT_LIST, SIGNAL_READ_CLIENT_LIST, SIGTERM, SIGCHLD}) {
+    for (const int number :
+         {SIGNAL_RELOAD_SETTINGS, SIGNAL_WRITE_CLIENT_LIST, SIGNAL_READ_CLIENT_LIST, SIGTERM, SIGCHLD}) {
         sigaddset(&set, number);
     }
     sigprocmask(SIG_BLOCK, &set, nullptr);
@@ -118,10 +128,11 @@ int main() {
     DmsLog log;
     const int logFifo = OpenLogFifo(log);
     Server server(log, logFifo);
-    server.TakeBackClients();
-    server.ReadSettings();
+    server.ReadClientList();
+    server.ReloadSettings();
     if (signals < 0 || logFifo < 0 || !WritePidFile() || !WriteAll(ready, "r")) {
-        log.Write(Level::Error, "can't start");
+        log.Write(Level::Error, "dms cannot start: check that it can write " DMS_PID_FILE
+                                " and the files in " DMS_RUN_DIRECTORY);
         server.Stop();
         return 1;
     }
@@ -133,3 +144,8 @@ int main() {
     unlink(DMS_PID_FILE);
     return 0;
 }
+
+}  // namespace
+}  // namespace dms
+
+int main() { return dms::Run(); }

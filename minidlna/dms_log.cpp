@@ -7,6 +7,7 @@
 #include "platform/files/file_io.h"
 #include "platform/text/log_text.h"
 
+namespace dms {
 namespace {
 
 constexpr const char* LEVEL_NAMES[] = {"", "error", "warning", "info"};
@@ -30,3 +31,5 @@ void DmsLog::Write(Level level, const std::string& text) {
                                  LEVEL_NAMES[static_cast<size_t>(level)] + ": " + EscapeForLog(text) + "\n");
     }
 }
+
+}  // namespace dms

@@ -5,6 +5,8 @@
 #include <net/if.h>
 #include <netinet/in.h>
 
+namespace dms {
+
 std::string AddressOf(const std::string& interface) {
     ifaddrs* list = nullptr;
     if (getifaddrs(&list) != 0) {
@@ -22,3 +24,5 @@ std::string AddressOf(const std::string& interface) {
     freeifaddrs(list);
     return text;
 }
+
+}  // namespace dms

@@ -2,6 +2,10 @@
 
 #include <string>
 
-// The first IPv4 address of an interface, or without a name the first one of this machine that others can
-// reach; empty when there is none.
+namespace dms {
+
+// Returns the first IPv4 address of a network interface. If `interface` is empty, returns the first IPv4
+// address of any interface except loopback. Returns an empty text if there is none.
 std::string AddressOf(const std::string& interface);
+
+}  // namespace dms

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 #include <vector>
 
@@ -12,112 +13,126 @@
 #include "settings/network_interfaces.h"
 #include "settings/settings_file.h"
 
+namespace dms {
 namespace {
 
 using std::chrono::seconds;
 
-// How often minidlnad is asked for its state: its answer costs it little, but it wakes up.
-constexpr seconds LOOK_TIME(10);
-constexpr seconds BUSY_LOOK_TIME(2);  // while it scans, or doesn't answer
+// The time between two polls of minidlnad's status. Each poll wakes minidlnad up, so there are few.
+constexpr seconds POLL_TIME(10);
+constexpr seconds BUSY_POLL_TIME(2);  // while minidlnad scans or does not respond
+
+std::string OrNotSet(const std::string& text) { return text.empty() ? "not set" : text; }
 
 }  // namespace
 
 Server::Server(DmsLog& log, int logFifo)
     : log_(log),
-      keeper_(log, logFifo),
-      serverLog_(log, logFifo),
+      supervisor_(log, logFifo),
+      logReader_(log, logFifo),
       clients_(log),
       access_(log),
       statusFile_(log) {}
 
-void Server::ReadSettings() {
-    if (!::ReadSettings(settings_)) {
+void Server::ReloadSettings() {
+    if (!ReadSettings(settings_)) {
         log_.Write(Level::Error,
-                   std::string(SETTINGS_FILE) + " holds no settings: those before stay in force");
+                   std::string("cannot read any setting in ") + SETTINGS_FILE +
+                       ": dms keeps the previous settings. Restore the file, or delete it and save "
+                       "the settings again");
     }
     log_.SetLevel(settings_.logLevel);
-    std::string own;
-    if (ReadFile(OWN_CONFIGURATION_FILE, own)) {
-        own_ = own;
+    std::string text;
+    if (ReadFile(ADMINISTRATOR_CONFIGURATION_FILE, text)) {
+        administratorConfiguration_ = text;
     } else {
-        log_.Write(Level::Error,
-                   std::string("can't read ") + OWN_CONFIGURATION_FILE + ": the one before stays in force");
+        log_.Write(Level::Error, "cannot read " ADMINISTRATOR_CONFIGURATION_FILE
+                                 ": dms keeps the previous configuration. Restore the file");
     }
-    configuration_ = Compose(own_, settings_);
-    log_.Write(Level::Info, "settings: interface " + configuration_.interface + ", port " +
-                                std::to_string(configuration_.port) + ", expiry " + settings_.expiry +
-                                " s, menu style " + settings_.menuStyle);
+    configuration_ = ComposeConfiguration(administratorConfiguration_, settings_);
+    log_.Write(Level::Info, "settings: network interface: " + OrNotSet(configuration_.interface) +
+                                ", port: " + std::to_string(configuration_.port) +
+                                ", expiry in seconds: " + OrNotSet(settings_.expiry) +
+                                ", menu style: " + OrNotSet(settings_.menuStyle));
     PublishAddress();
     ApplyAccess();
-    keeper_.Use(configuration_);
-    nextLook_ = Clock::now();
+    supervisor_.SetConfiguration(configuration_);
+    nextPoll_ = Clock::now();
 }
 
 void Server::PublishAddress() {
     const std::string address = AddressOf(configuration_.interface);
-    if (address == published_) {
+    if (address == publishedAddress_) {
         return;
     }
-    published_ = address;
+    publishedAddress_ = address;
     if (address.empty()) {
         unlink(DMS_IP_FILE);
-        log_.Write(Level::Error, "interface " + configuration_.interface +
-                                     " has no IPv4 address: choose another one on the general page");
+        log_.Write(Level::Error, configuration_.interface.empty()
+                                     ? "no network interface has an IPv4 address: connect one to a network"
+                                     : "interface " + configuration_.interface +
+                                           " has no IPv4 address: choose another interface in the section "
+                                           "General of the administration page");
     } else if (FileReplacement(DMS_IP_FILE).Replace(address) != Saved::Yes) {
-        log_.Write(Level::Error, std::string("can't write ") + DMS_IP_FILE);
+        log_.Write(Level::Error,
+                   std::string("cannot write ") + DMS_IP_FILE +
+                       ": the administration page does not show the address of the media server");
     }
 }
 
 void Server::ApplyAccess() {
     access_.Deny(configuration_.port,
-                 settings_.accessForAll ? std::vector<std::string>() : clients_.Denied());
+                 settings_.ignoreAccess ? std::vector<std::string>() : clients_.Denied());
 }
 
-void Server::TakeBackClients() {
-    clients_.TakeBack();
+void Server::ReadClientList() {
+    clients_.Read();
     ApplyAccess();
 }
 
-void Server::WriteClients() {
-    LookAtStatus();
+void Server::WriteClientList() {
+    PollStatus();
     MergeClients();
 }
 
 void Server::MergeClients() {
-    clients_.Merge(page_.clients);
+    clients_.Merge(status_.clients);
     ApplyAccess();
 }
 
-// New clients are stored as soon as they are seen: minidlnad forgets them when it starts anew.
-bool Server::LookAtStatus() {
+// Stores new clients at once because minidlnad forgets them when it restarts. Returns false while minidlnad
+// scans or does not respond.
+bool Server::PollStatus() {
     StatusPage page;
-    const bool answered = keeper_.Child() > 0 && FetchStatusPage(configuration_.port, page);
-    if (answered) {
-        std::swap(page_, page);
-        if (!page_.clients.empty() && page_.clients != page.clients) {
+    const bool responded = supervisor_.IsRunning() && FetchStatusPage(configuration_.port, page);
+    if (responded) {
+        std::swap(status_, page);
+        if (!status_.clients.empty() && status_.clients != page.clients) {
             MergeClients();
         }
     }
-    statusFile_.Update(keeper_.RunningSince(), page_);
-    return answered && !page_.scanning;
+    statusFile_.Update(supervisor_.RunningSince(), status_);
+    return responded && !status_.scanning;
 }
 
-bool Server::Step() {
-    keeper_.Step();
+bool Server::RunDueTasks() {
+    supervisor_.RunDueTasks();
     const Clock::time_point now = Clock::now();
-    if (now >= nextLook_) {
+    if (now >= nextPoll_) {
         PublishAddress();
-        nextLook_ = now + (LookAtStatus() ? LOOK_TIME : BUSY_LOOK_TIME);
+        nextPoll_ = now + (PollStatus() ? POLL_TIME : BUSY_POLL_TIME);
     }
-    return !keeper_.GaveUp();
+    return !supervisor_.HasGivenUp();
 }
 
-Clock::time_point Server::Due() const { return std::min(keeper_.Due(), nextLook_); }
+Clock::time_point Server::NextDeadline() const { return std::min(supervisor_.NextDeadline(), nextPoll_); }
 
 void Server::Stop() {
-    keeper_.Stop();
-    serverLog_.TakeOver();
+    supervisor_.Stop();
+    logReader_.ForwardLines();
     access_.Remove();
-    statusFile_.Update(0, page_);
+    statusFile_.Update(0, status_);
     unlink(DMS_IP_FILE);
 }
+
+}  // namespace dms

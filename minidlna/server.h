@@ -1,52 +1,66 @@
-// The media server as the pages know it: its settings, its clients and its state, over a running minidlnad.
+// The media server: minidlnad under supervision, with the settings, the clients and the status file of the
+// administration pages.
 #pragma once
 
 #include <optional>
 #include <string>
 
-#include "minidlna/access.h"
+#include "minidlna/access_control.h"
 #include "minidlna/clients.h"
 #include "minidlna/configuration.h"
-#include "minidlna/keeper.h"
-#include "minidlna/server_log.h"
+#include "minidlna/dms_log.h"
+#include "minidlna/log_reader.h"
+#include "minidlna/settings.h"
 #include "minidlna/status_file.h"
+#include "minidlna/status_page.h"
+#include "minidlna/supervisor.h"
+
+namespace dms {
 
 class Server {
   public:
+    // `logFifo` is the descriptor of OpenLogFifo.
     Server(DmsLog& log, int logFifo);
 
-    // Takes the settings over, and what follows from them.
-    void ReadSettings();
+    // Reads the settings file and the administrator's configuration and applies their changes. Restarts
+    // minidlnad only if its configuration changes.
+    void ReloadSettings();
 
-    void TakeBackClients();             // SIGUSR2
-    void WriteClients();                // SIGCONT
-    void OnChild() { keeper_.Step(); }  // SIGCHLD
-    void TakeOverLog() { serverLog_.TakeOver(); }
+    // Reads the client list file and applies the access of the clients.
+    void ReadClientList();
 
-    // Does what is due without a signal. False when there is nothing left to do: minidlnad has died too
-    // often.
-    bool Step();
-    Clock::time_point Due() const;
+    // Adds the clients that minidlnad has seen to the client list file.
+    void WriteClientList();
 
-    // Ends minidlnad, and with it all that this server holds.
+    // Forwards the messages of minidlnad to the log of dms.
+    void ForwardLog() { logReader_.ForwardLines(); }
+
+    // Supervises minidlnad and polls its status. Call it after SIGCHLD and at NextDeadline. Returns false if
+    // dms must end because minidlnad exits again and again.
+    bool RunDueTasks();
+    Clock::time_point NextDeadline() const;
+
+    // Ends minidlnad, deletes the access rules and the address file, and updates the status file.
     void Stop();
 
   private:
-    bool LookAtStatus();  // false while it had better look again soon
+    bool PollStatus();
     void MergeClients();
     void PublishAddress();
     void ApplyAccess();
 
     DmsLog& log_;
-    Keeper keeper_;
-    ServerLog serverLog_;
+    Supervisor supervisor_;
+    LogReader logReader_;
     Clients clients_;
     AccessControl access_;
     StatusFile statusFile_;
     Settings settings_;
-    std::string own_;  // the administrator's configuration
+    std::string administratorConfiguration_;
     Configuration configuration_;
-    StatusPage page_;
-    Clock::time_point nextLook_;
-    std::optional<std::string> published_;  // the address
+    StatusPage status_;
+    Clock::time_point nextPoll_;
+    std::optional<std::string> publishedAddress_;
 };
+
+}  // namespace dms

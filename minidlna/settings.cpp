@@ -7,52 +7,54 @@
 #include "platform/files/file_io.h"
 #include "settings/settings_file.h"
 
+namespace dms {
 namespace {
 
-struct TextRow {
-    const char* key;
-    std::string Settings::*text;
-};
+static_assert(LOG_LEVEL_ON[0] - '0' == static_cast<int>(Level::Info), "the log switch enables all messages");
 
-constexpr TextRow TEXTS[] = {
-    {NETWORK_KEY, &Settings::interface},
-    {EXPIRY_KEY, &Settings::expiry},
-    {MENU_STYLE_KEY, &Settings::menuStyle},
-    {PHOTO_SORT_BY_KEY, &Settings::photoSortBy},
-    {PHOTO_SORT_ORDER_KEY, &Settings::photoSortOrder},
-    {ALBUM_ART_LIST_KEY, &Settings::albumArtNames},
-};
-
-std::string ReadString(const char* key) {
-    TextBuffer<256> text;
-    ReadText(key, text);
-    return text.c_str();
+void Read(const char* key, std::string& text) {
+    TextBuffer<256> stored;
+    ReadText(key, stored);
+    text = stored.c_str();
 }
 
-// The pages take every text but the empty one for "on".
-Level ReadLogLevel() {
-    const std::string stored = ReadString(LOG_LEVEL_KEY);
-    const long number = strtol(stored.c_str(), nullptr, 10);
-    if (stored.empty()) {
-        return Level::Off;
+void Read(const char* key, bool& isOn) { isOn = ReadSwitch(key); }
+
+// The administration page shows the log as on for every text that is not empty, so a text that is not a level
+// switches all messages on.
+void Read(const char* key, Level& level) {
+    std::string text;
+    Read(key, text);
+    const long number = strtol(text.c_str(), nullptr, 10);
+    if (text.empty()) {
+        level = Level::Off;
+    } else {
+        level =
+            number > 0 && number < static_cast<long>(Level::Info) ? static_cast<Level>(number) : Level::Info;
     }
-    return number > 0 && number < static_cast<long>(Level::Info) ? static_cast<Level>(number) : Level::Info;
+}
+
+bool HoldsSettings(const std::string& content) {
+    return content.empty() || content.find(KEY_SUFFIX "=") != std::string::npos;
 }
 
 }  // namespace
 
 bool ReadSettings(Settings& settings) {
     std::string content;
-    const bool exists = access(SETTINGS_FILE, F_OK) == 0;
-    if (exists && (!ReadFile(SETTINGS_FILE, content) ||
-                   (!content.empty() && content.find(KEY_SUFFIX "=") == std::string::npos))) {
+    if (access(SETTINGS_FILE, F_OK) == 0 && !(ReadFile(SETTINGS_FILE, content) && HoldsSettings(content))) {
         return false;
     }
-    for (const TextRow& row : TEXTS) {
-        settings.*row.text = ReadString(row.key);
-    }
-    settings.ownAlbumArtNames = ReadSwitch(CUSTOM_ALBUM_ART_KEY);
-    settings.accessForAll = ReadSwitch(IGNORE_ACCESS_KEY);
-    settings.logLevel = ReadLogLevel();
+    Read(NETWORK_KEY, settings.interface);
+    Read(EXPIRY_KEY, settings.expiry);
+    Read(MENU_STYLE_KEY, settings.menuStyle);
+    Read(PHOTO_SORT_BY_KEY, settings.photoSortBy);
+    Read(PHOTO_SORT_ORDER_KEY, settings.photoSortOrder);
+    Read(CUSTOM_ALBUM_ART_KEY, settings.customAlbumArt);
+    Read(ALBUM_ART_LIST_KEY, settings.albumArtNames);
+    Read(IGNORE_ACCESS_KEY, settings.ignoreAccess);
+    Read(LOG_LEVEL_KEY, settings.logLevel);
     return true;
 }
+
+}  // namespace dms

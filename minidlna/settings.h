@@ -1,12 +1,14 @@
-// The settings of the pages, as far as this server can follow them.
+// The settings of the administration pages that MiniDLNA can follow.
 #pragma once
 
 #include <string>
 
 #include "minidlna/dms_log.h"
 
+namespace dms {
+
 struct Settings {
-    // Each is empty when nothing is stored.
+    // A text is empty if the settings file does not contain its key.
     std::string interface;
     std::string expiry;  // of an announcement, in seconds
     std::string menuStyle;
@@ -14,11 +16,15 @@ struct Settings {
     std::string photoSortOrder;
     std::string albumArtNames;  // separated by ';'
 
-    bool ownAlbumArtNames = false;
-    bool accessForAll = false;
+    bool customAlbumArt = false;  // use `albumArtNames`
+    bool ignoreAccess = false;    // let all clients connect
     Level logLevel = Level::Off;
+
+    bool operator==(const Settings& other) const = default;
 };
 
-// Reads them from the settings file; a missing file has none. False, with `settings` as it was, when the file
-// can't be read or holds no setting at all.
+// Reads the settings file. A missing or empty file contains no settings. Returns false and leaves `settings`
+// unchanged if the file cannot be read, or if it contains text but no setting.
 bool ReadSettings(Settings& settings);
+
+}  // namespace dms

@@ -3,6 +3,8 @@
 #include "platform/files/file_replacement.h"
 #include "platform/json/json_writer.h"
 
+namespace dms {
+
 void StatusFile::Update(std::time_t runningSince, const StatusPage& page) {
     Json::Value status;
     status["running_since"] = runningSince == 0 ? Json::Value() : Json::Value(Json::Int64(runningSince));
@@ -22,6 +24,9 @@ void StatusFile::Update(std::time_t runningSince, const StatusPage& page) {
     }
     written_ = content;
     if (FileReplacement(STATUS_FILE).Replace(content) != Saved::Yes) {
-        log_.Write(Level::Warning, std::string("can't write ") + STATUS_FILE);
+        log_.Write(Level::Warning, std::string("cannot write ") + STATUS_FILE +
+                                       ": check the owner and the mode of its directory");
     }
 }
+
+}  // namespace dms

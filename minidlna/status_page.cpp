@@ -8,17 +8,18 @@
 #include <cctype>
 #include <cstdlib>
 
+namespace dms {
 namespace {
 
-constexpr long MOST_MILLISECONDS = 500;
-constexpr size_t MOST_BYTES = 1U << 18U;
+constexpr long MAX_FETCH_TIME = 500;  // milliseconds
+constexpr size_t MAX_PAGE_SIZE = 1U << 18U;
 
-// For clients that share no network with this machine.
-constexpr const char* NO_MAC_ADDRESSES[] = {"FF:FF:FF:FF:FF:FF", "00:00:00:00:00:00"};
+// minidlnad shows one of these if it does not know the MAC address, for example for a client behind a router.
+constexpr const char* UNKNOWN_MAC_ADDRESSES[] = {"FF:FF:FF:FF:FF:FF", "00:00:00:00:00:00"};
 
 size_t Append(const char* data, size_t size, size_t count, void* target) {
     std::string& text = *static_cast<std::string*>(target);
-    if (text.size() + size * count > MOST_BYTES) {
+    if (text.size() + size * count > MAX_PAGE_SIZE) {
         return 0;
     }
     text.append(data, size * count);
@@ -32,10 +33,10 @@ std::string TextOf(xmlNode* node) {
     return text;
 }
 
-using Row = std::vector<std::string>;
+using Row = std::vector<std::string>;  // the texts of the cells
 
-// The texts of each table row's cells.
-std::vector<Row> Rows(xmlDoc* document) {
+// Returns the rows of all tables of the page.
+std::vector<Row> TableRows(xmlDoc* document) {
     std::vector<Row> rows;
     xmlXPathContext* context = xmlXPathNewContext(document);
     xmlXPathObject* found = xmlXPathEvalExpression(reinterpret_cast<const xmlChar*>("//tr"), context);
@@ -58,10 +59,10 @@ constexpr CountRow COUNTS[] = {{"Audio files", &StatusPage::audio},
                                {"Video files", &StatusPage::video},
                                {"Image files", &StatusPage::images}};
 
-// Columns of a client: number, type, IP address, hardware address, connections.
+// Columns of a client: number, type, IP address, MAC address, connections.
 constexpr size_t CLIENT_COLUMNS = 5;
 
-void TakeRow(const Row& row, StatusPage& page) {
+void ReadRow(const Row& row, StatusPage& page) {
     if (row.size() == 2) {
         for (const CountRow& kind : COUNTS) {
             if (row[0] == kind.title) {
@@ -70,10 +71,28 @@ void TakeRow(const Row& row, StatusPage& page) {
         }
     }
     if (row.size() == CLIENT_COLUMNS && IsMacAddress(row[3]) &&
-        std::find(std::begin(NO_MAC_ADDRESSES), std::end(NO_MAC_ADDRESSES), row[3]) ==
-            std::end(NO_MAC_ADDRESSES)) {
+        std::find(std::begin(UNKNOWN_MAC_ADDRESSES), std::end(UNKNOWN_MAC_ADDRESSES), row[3]) ==
+            std::end(UNKNOWN_MAC_ADDRESSES)) {
         page.clients.push_back({row[1], row[2], row[3]});
     }
+}
+
+// Returns false if the text is not minidlnad's status page.
+bool ParseStatusPage(const std::string& html, StatusPage& page) {
+    page = StatusPage();
+    xmlDoc* document =
+        htmlReadMemory(html.data(), static_cast<int>(html.size()), nullptr, "UTF-8",
+                       HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET);
+    if (document == nullptr) {
+        return false;
+    }
+    const std::vector<Row> rows = TableRows(document);
+    for (const Row& row : rows) {
+        ReadRow(row, page);
+    }
+    page.scanning = TextOf(xmlDocGetRootElement(document)).find("scan in progress") != std::string::npos;
+    xmlFreeDoc(document);
+    return !rows.empty() && !rows.front().empty() && rows.front().front() == COUNTS[0].title;
 }
 
 }  // namespace
@@ -88,23 +107,6 @@ bool IsMacAddress(const std::string& text) {
     return text.size() == LENGTH;
 }
 
-bool ParseStatusPage(const std::string& html, StatusPage& page) {
-    page = StatusPage();
-    xmlDoc* document =
-        htmlReadMemory(html.data(), static_cast<int>(html.size()), nullptr, "UTF-8",
-                       HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET);
-    if (document == nullptr) {
-        return false;
-    }
-    const std::vector<Row> rows = Rows(document);
-    for (const Row& row : rows) {
-        TakeRow(row, page);
-    }
-    page.scanning = TextOf(xmlDocGetRootElement(document)).find("scan in progress") != std::string::npos;
-    xmlFreeDoc(document);
-    return !rows.empty() && rows.front().front() == COUNTS[0].title;
-}
-
 bool FetchStatusPage(int port, StatusPage& page) {
     CURL* curl = curl_easy_init();
     if (curl == nullptr) {
@@ -116,10 +118,12 @@ bool FetchStatusPage(int port, StatusPage& page) {
     curl_easy_setopt(curl, CURLOPT_PROXY, "");
     curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(curl, CURLOPT_FAILONERROR, 1L);
-    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, MOST_MILLISECONDS);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, MAX_FETCH_TIME);
     curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, Append);
     curl_easy_setopt(curl, CURLOPT_WRITEDATA, &html);
     const CURLcode result = curl_easy_perform(curl);
     curl_easy_cleanup(curl);
     return result == CURLE_OK && ParseStatusPage(html, page);
 }
+
+}  // namespace dms

@@ -1,30 +1,33 @@
-// The status page of minidlnad, at / of its own port: how many files it has, and the clients that it has met.
+// The status page that minidlnad serves at / of its port, in HTML: the number of its files, and the clients
+// that have sent it a request.
 #pragma once
 
 #include <string>
 #include <vector>
 
-struct PageClient {
-    std::string type;  // "Samsung Series [Q]"
-    std::string ip;
-    std::string mac;  // "02:00:5E:10:00:01"
+namespace dms {
 
-    bool operator==(const PageClient& other) const = default;
+struct SeenClient {
+    std::string type;  // "Samsung Series [Q]"
+    std::string ipAddress;
+    std::string macAddress;  // "02:00:5E:10:00:01"
+
+    bool operator==(const SeenClient& other) const = default;
 };
 
 struct StatusPage {
-    long audio = 0;
+    long audio = 0;  // number of files
     long video = 0;
     long images = 0;
     bool scanning = false;
-    std::vector<PageClient> clients;  // those that have a hardware address: not this machine's own
+    std::vector<SeenClient> clients;  // only those with a known MAC address
 };
 
-// Asks minidlnad on this machine, for half a second at most. False when it gives no such page.
+// Loads the page from minidlnad on this machine. Returns false after half a second without a response, or if
+// the response is not a status page; the content of `page` is unspecified then.
 bool FetchStatusPage(int port, StatusPage& page);
 
-// Takes the page's HTML apart.
-bool ParseStatusPage(const std::string& html, StatusPage& page);
-
-// Whether a text is six bytes in hexadecimal, with colons between them.
+// Returns true if the text is six bytes in hexadecimal, separated by colons.
 bool IsMacAddress(const std::string& text);
+
+}  // namespace dms
