@@ -14,7 +14,8 @@ class AccessControl {
     explicit AccessControl(DmsLog& log) : log_(log) {}
 
     // From now on exactly the clients with these MAC addresses cannot connect to the port. Their open
-    // connections are reset. Logs a failure: all clients can connect then. Needs CAP_NET_ADMIN.
+    // connections are reset. On failure, for example without CAP_NET_ADMIN, all clients can connect and
+    // a warning is logged.
     void Deny(int port, const std::vector<std::string>& macAddresses);
 
     // Deletes the table.

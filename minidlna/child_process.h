@@ -21,8 +21,8 @@ struct StartOptions {
 };
 
 // Starts minidlnad with MINIDLNAD_CONFIGURATION_FILE. `output` becomes its standard output and standard
-// error. The kernel ends minidlnad with SIGTERM when dms ends, however dms ends. Returns the process ID, or
-// -1 with errno set.
+// error. The kernel sends it SIGTERM when dms ends, even if dms is killed. Returns the process ID, or -1 with
+// errno set.
 pid_t StartMinidlnad(const StartOptions& options, int output, DmsLog& log);
 
 // If the child has ended, reaps it, stores its wait status and kills the rest of its process group: minidlnad

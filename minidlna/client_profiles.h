@@ -10,8 +10,8 @@ struct ProfileRow {
     const char* profile;
 };
 
-// The first row applies whose `typePart` is part of the client type that minidlnad reports. So "BDP" comes
-// before "Sony", and "AllShare" before "Samsung".
+// dms uses the first row whose `typePart` occurs in the client type that minidlnad reports. Therefore "BDP"
+// comes before "Sony", and "AllShare" before "Samsung".
 constexpr ProfileRow CLIENT_PROFILES[] = {
     {"Xbox", "Game console"},        {"PLAYSTATION", "Game console"},   {"BDP", "Disc player"},
     {"BD J5500", "Disc player"},     {"Denon", "Loudspeaker"},          {"marantz", "Loudspeaker"},
@@ -23,7 +23,7 @@ constexpr ProfileRow CLIENT_PROFILES[] = {
     {"TiVo", "Television"},          {"Asus OPlay", "Television"},      {"EVA2000", "Television"},
 };
 
-// Assigned if no row applies.
+// For all other client types.
 constexpr char DEFAULT_PROFILE[] = "Generic";
 
 constexpr const char* ProfileOf(std::string_view clientType) {

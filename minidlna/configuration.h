@@ -14,8 +14,9 @@
 namespace dms {
 
 constexpr char MINIDLNAD_CONFIGURATION_FILE[] = DMS_RUN_DIRECTORY "/minidlna.conf";
-constexpr char MINIDLNAD_LOG_FIFO[] =
-    DMS_RUN_DIRECTORY "/minidlna.log";  // minidlnad adds this name to log_dir
+
+// minidlnad logs to the file of this name in its log_dir.
+constexpr char MINIDLNAD_LOG_FIFO[] = DMS_RUN_DIRECTORY "/minidlna.log";
 
 constexpr char ALBUM_ART_KEYWORD[] = "album_art_names";
 
@@ -29,6 +30,9 @@ struct Configuration {
     bool operator==(const Configuration& other) const = default;
 };
 
+// Composes the configuration from the text of the administrator's file and the settings. Where a setting has
+// no value, the administrator's lines stay. Adds a default database directory and a default port if
+// necessary.
 Configuration ComposeConfiguration(const std::string& administratorText, const Settings& settings);
 
 // Returns the values of all lines with `keyword`, in the order of the lines.

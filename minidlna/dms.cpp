@@ -42,13 +42,13 @@ bool WritePidFile() {
            WriteAll(file, std::to_string(getpid()) + "\n") && rename(temporary.c_str(), DMS_PID_FILE) == 0;
 }
 
-// Returns only in the background process: a descriptor, or -1 on failure. The first process waits for one
-// byte from that descriptor and exits with 0, or with 1 if the background process ends before it writes the
-// byte.
+// Continues in a background process and returns there the descriptor to write one byte to when the daemon is
+// ready, or -1 on failure. The first process exits with 0 when it has read this byte, and with 1 if the
+// background process ends before that.
 int Daemonize() {
     int ready[2];
-    // An inherited descriptor would stay open as long as the daemon runs. A request whose output it is would
-    // never end.
+    // An inherited descriptor would stay open as long as the daemon runs. If it was the output of a request,
+    // the request would never end.
     closefrom(STDERR_FILENO + 1);
     if (pipe2(ready, O_CLOEXEC) != 0) {
         exit(1);
@@ -113,7 +113,7 @@ void Serve(int signals, int logFifo, Server& server) {
 }
 
 int Run() {
-    // The signals stay blocked from the first moment on, so one that arrives early is handled later.
+    // Blocks the signals before anything else, so a signal that arrives during the start is handled after it.
     sigset_t set;
     sigemptyset(&set);
     for (const int number :

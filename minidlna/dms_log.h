@@ -9,7 +9,7 @@
 namespace dms {
 
 // The values are those of LOG_LEVEL_KEY in the settings file.
-enum class Level : long { Off, Error, Warning, Info };
+enum class Level : char { Off, Error, Warning, Info };
 
 struct LoggedError {
     std::time_t time = 0;  // 0 if there was no error

@@ -18,7 +18,7 @@ namespace {
 
 using std::chrono::seconds;
 
-// The time between two polls of minidlnad's status. Each poll wakes minidlnad up, so there are few.
+// The time between two polls of minidlnad's status. A poll is cheap, but it wakes minidlnad up.
 constexpr seconds POLL_TIME(10);
 constexpr seconds BUSY_POLL_TIME(2);  // while minidlnad scans or does not respond
 

@@ -38,6 +38,8 @@ class Server {
     // Supervises minidlnad and polls its status. Call it after SIGCHLD and at NextDeadline. Returns false if
     // dms must end because minidlnad exits again and again.
     bool RunDueTasks();
+
+    // Returns the time at which RunDueTasks must be called even if no signal arrives.
     Clock::time_point NextDeadline() const;
 
     // Ends minidlnad, deletes the access rules and the address file, and updates the status file.

@@ -34,7 +34,7 @@ void Read(const char* key, Level& level) {
     }
 }
 
-bool HoldsSettings(const std::string& content) {
+bool ContainsSettings(const std::string& content) {
     return content.empty() || content.find(KEY_SUFFIX "=") != std::string::npos;
 }
 
@@ -42,7 +42,8 @@ bool HoldsSettings(const std::string& content) {
 
 bool ReadSettings(Settings& settings) {
     std::string content;
-    if (access(SETTINGS_FILE, F_OK) == 0 && !(ReadFile(SETTINGS_FILE, content) && HoldsSettings(content))) {
+    if (access(SETTINGS_FILE, F_OK) == 0 &&
+        !(ReadFile(SETTINGS_FILE, content) && ContainsSettings(content))) {
         return false;
     }
     Read(NETWORK_KEY, settings.interface);

@@ -23,7 +23,7 @@ constexpr seconds EXITS_TIME(60);
 // The delay of the restart after the first unexpected exit. Each further exit doubles it.
 constexpr seconds MIN_RESTART_DELAY(1);
 
-// A configuration is good if minidlnad has run with it for this time.
+// A configuration is good once minidlnad has run with it for this time.
 constexpr seconds GOOD_CONFIGURATION_TIME(5);
 
 // The time between SIGTERM and SIGKILL. The control script kills dms itself after 10 seconds.

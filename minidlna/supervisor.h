@@ -29,7 +29,7 @@ class Supervisor {
     // NextDeadline.
     void RunDueTasks();
 
-    // Returns when RunDueTasks has something to do even if no signal arrives.
+    // Returns the time at which RunDueTasks must be called even if no signal arrives.
     Clock::time_point NextDeadline() const { return deadline_; }
 
     // Returns true after too many unexpected exits in a short time: minidlnad is not restarted any more.

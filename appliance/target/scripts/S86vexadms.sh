@@ -2,7 +2,7 @@
 # Starts and stops the media server daemon: S86vexadms.sh start|stop|restart
 set -eu
 
-# Under systemd the daemon belongs to its unit, which runs this with DMS_UNIT set.
+# With systemd, the unit starts and stops the daemon. The unit runs this script with DMS_UNIT set.
 if [ -z "${DMS_UNIT-}" ] && [ -d /run/systemd/system ] && [ -e @ROOT@/lib/systemd/system/dms.service ]; then
   exec systemctl "${1-}" dms.service
 fi
@@ -10,15 +10,18 @@ fi
 PID_FILE=@ROOT@/var/run/dms.pid
 DMS=@ROOT@/var/packages/Dalmira/target/sbin/dms
 
-# Prints the daemon's process number. The file alone proves nothing, it may be left over; but a running daemon locks it.
+# Prints the process ID of the running daemon; fails if it is not running. The daemon keeps its PID file locked, so a
+# file without a lock is stale.
 running() {
   [ -e "$PID_FILE" ] && ! flock -n "$PID_FILE" true && cat "$PID_FILE" 2>/dev/null
 }
 
+# Descriptor 9 is the lock of this script: the daemon must not inherit it.
 start() {
   running >/dev/null || "$DMS" 9>&-
 }
 
+# Kills the daemon if it has not ended after 10 seconds, and fails after 15.
 stop() {
   tenths=0
   while pid=$(running); do
@@ -33,7 +36,7 @@ stop() {
   rm -f "$PID_FILE" "${PID_FILE%.pid}.ip"
 }
 
-# One at a time: two restarts at once would leave two daemons.
+# Calls of this script wait for each other: two restarts at the same time would leave two daemons running.
 exec 9>"$PID_FILE.lock"
 flock 9
 
