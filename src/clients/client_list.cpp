@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -12,6 +13,7 @@
 #include "platform/files/file_io.h"
 #include "platform/json/json_file.h"
 #include "platform/json/json_reader.h"
+#include "platform/json/json_writer.h"
 #include "platform/system/processes.h"
 
 namespace {
@@ -47,15 +49,22 @@ bool IsClientArray(const Json::Value& clients) {
            std::ranges::all_of(clients, [](const Json::Value& client) { return client.isObject(); });
 }
 
-bool SaveChanges(const char* text) {
-    std::vector<ClientChange> changes;
-    const bool isValid = text != nullptr && ReadClientChanges(text, changes);
-    FileReplacement file(CLIENT_LIST_FILE);
-    Json::Value document;
-    if (!MediaServiceHandler::GetJsonFromFile(CLIENT_LIST_FILE, document) || !isValid ||
-        !MergeClientChanges(changes, document)) {
-        return false;
+// The tag covers the members that a save replaces, and the addresses by which it finds its clients.
+EntityTag TagOf(const Json::Value& document) {
+    EntityTag tag;
+    if (!document.isObject() || !document[CLIENTS].isArray()) {
+        return tag;
     }
+    for (const Json::Value& client : document[CLIENTS]) {
+        for (const char* member : {MAC_ADDRESS, PROFILE, ACCESS}) {
+            const Json::Value value = client.isObject() ? client[member] : Json::Value();
+            tag.AddValue(value.isString() ? ViewString(value) : FormatJsonLine(value));
+        }
+    }
+    return tag;
+}
+
+bool StoreClientList(FileReplacement& file, const Json::Value& document) {
     const Saved saved = SaveJsonFile(file, document);
     if (saved == Saved::CantOpen) {
         syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::SaveClientList - %s could not open", SOURCE_NAME,
@@ -133,21 +142,41 @@ bool MergeClientChanges(const std::vector<ClientChange>& changes, Json::Value& d
     return true;
 }
 
-void MediaServiceHandler::RespondWithJsonFile(const char* path) {
+void MediaServiceHandler::RespondWithJsonFile(const char* path, EntityTag (*tagOf)(const Json::Value&)) {
     Json::Value response;
     const bool read = GetJsonFromFile(path, response) && (response.isObject() || response.isNull());
     if (!read) {
         response = Json::Value();
         response[CLIENTS] = 0;
+    } else if (tagOf != nullptr && IsConditional()) {
+        TagResponse(tagOf(response));
     }
     response["success"] = read;
     WriteJsonResponse(response, JSON_TEXT_TYPE);
 }
 
 void MediaServiceHandler::SaveClientList() {
-    const bool saved = SaveChanges(web_.In("modifiedInfo", nullptr));
+    const char* text = web_.In("modifiedInfo", nullptr);
+    std::vector<ClientChange> changes;
+    const bool isValid = text != nullptr && ReadClientChanges(text, changes);
+    std::optional<FileReplacement> file(CLIENT_LIST_FILE);
+    Json::Value document;
+    bool saved = false;
+    if (GetJsonFromFile(CLIENT_LIST_FILE, document) && isValid) {
+        const EntityTag before = IsConditional() ? TagOf(document) : EntityTag();
+        if (MergeClientChanges(changes, document)) {
+            if (!CheckCondition(before)) {
+                return;
+            }
+            saved = StoreClientList(*file, document);
+        }
+    }
+    file.reset();
     if (saved) {
         LetDaemonReadClientList();
+        if (IsConditional()) {
+            TagResponse(TagOf(document));
+        }
     }
     WriteResult(saved);
 }
@@ -156,7 +185,7 @@ void MediaServiceHandler::LoadProfileList() { RespondWithJsonFile(PROFILE_LIST_F
 
 void MediaServiceHandler::LoadClientList() {
     LetDaemonWriteClientList();
-    RespondWithJsonFile(CLIENT_LIST_FILE);
+    RespondWithJsonFile(CLIENT_LIST_FILE, TagOf);
 }
 
 void MediaServiceHandler::ClearClientList() {
@@ -169,7 +198,7 @@ void MediaServiceHandler::ClearClientList() {
         WriteResult(false);
         return;
     }
-    sleep(DAEMON_START_SECONDS);
+    Pause(DAEMON_START_SECONDS);
     LetDaemonWriteClientList();
     RespondWithJsonFile(CLIENT_LIST_FILE);
 }

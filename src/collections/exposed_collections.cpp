@@ -4,6 +4,8 @@
 //     {"1026": {"exposed_collections": ["-1", "7"]}}
 #include <syslog.h>
 
+#include <cerrno>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -15,6 +17,7 @@
 #include "platform/files/file_io.h"
 #include "platform/json/json_file.h"
 #include "platform/json/json_reader.h"
+#include "platform/json/json_writer.h"
 #include "platform/text/log_text.h"
 #include "platform/video/video_library.h"
 
@@ -39,12 +42,19 @@ constexpr size_t LOGGED_ROW_BYTES = 200;
 
 using Ids = std::unordered_set<std::string>;
 
-// Returns the file's document; null if the file does not exist, can't be read or is not valid JSON.
-Json::Value ReadChoices() {
-    Json::Value choices;
+// The stored file.
+struct Choices {
+    Json::Value document;    // null if the file does not exist, can't be read or is not valid JSON
+    std::string unreadable;  // why there is a file, but no document; otherwise empty
+};
+
+Choices ReadChoices() {
+    Choices choices;
     long long information = 0;
     if (IsFileExist(EXPOSED_COLLECTION_FILE, &information) != 0) {
-        MediaServiceHandler::GetJsonFromFile(EXPOSED_COLLECTION_FILE, choices);
+        MediaServiceHandler::GetJsonFromFile(EXPOSED_COLLECTION_FILE, choices.document, choices.unreadable);
+    } else if (errno != ENOENT) {
+        choices.unreadable = strerror(errno);
     }
     return choices;
 }
@@ -99,12 +109,16 @@ void LogInvalidRows(const std::vector<const std::string*>& rows) {
     }
 }
 
-Json::Value ListCollections(uint32_t uid) {
+using Records = std::vector<LibKinovo::db::api::CollectionRecord>;
+
+Records ReadLibrary(uint32_t uid) {
     LibKinovo::db::api::CollectionAPI library(uid);
     library.OrderByTitle(0);
     library.Paging(0, -1);
-    const auto records = library.List();
-    const Ids exposed = ExposedIds(ReadChoices(), UserKey(uid));
+    return library.List();
+}
+
+Json::Value ListCollections(const Records& records, const Ids& exposed) {
     Json::Value list(Json::arrayValue);
     std::vector<const std::string*> invalidRows;
     for (const auto& record : records) {
@@ -137,6 +151,14 @@ bool SetExposed(Json::Value& choices, const std::string& userKey, Json::Value ex
     return true;
 }
 
+EntityTag TagOf(const Json::Value& choices, const std::string& userKey) {
+    EntityTag tag;
+    if (choices.isObject() && choices[userKey].isObject()) {
+        tag.AddValue(FormatJsonLine(choices[userKey][EXPOSED]));
+    }
+    return tag;
+}
+
 }  // namespace
 
 bool MediaServiceHandler::IsVideoDbAvailable() {
@@ -154,8 +176,12 @@ void MediaServiceHandler::LoadCollection() {
     collections = Json::Value(Json::arrayValue);
     uint32_t uid = 0;
     const bool known = GetLoginUid(uid);
-    if (known && IsVideoDbAvailable()) {
-        collections = ListCollections(uid);
+    const bool available = known && IsVideoDbAvailable();
+    if (available || (known && IsConditional())) {
+        const Records records = available ? ReadLibrary(uid) : Records();
+        const Json::Value choices = ReadChoices().document;
+        collections = ListCollections(records, ExposedIds(choices, UserKey(uid)));
+        TagResponse(TagOf(choices, UserKey(uid)));
     }
     response["success"] = known;
     WriteJsonResponse(response, JSON_TEXT_TYPE);
@@ -163,7 +189,7 @@ void MediaServiceHandler::LoadCollection() {
 
 void MediaServiceHandler::SaveCollection() {
     FileReplacement file(EXPOSED_COLLECTION_FILE);
-    Json::Value choices = ReadChoices();
+    Choices choices = ReadChoices();
     uint32_t uid = 0;
     if (!GetLoginUid(uid)) {
         syslog(LOG_ERR, "%s:%d Failed to get login user", SOURCE_NAME, 1441);
@@ -171,8 +197,22 @@ void MediaServiceHandler::SaveCollection() {
         return;
     }
     const char* text = web_.In(EXPOSED, nullptr);
+    const EntityTag before = TagOf(choices.document, UserKey(uid));
     Json::Value exposed;
-    WriteResult(text != nullptr && ParseJson(text, exposed, EXPOSED_JSON_LIMITS) &&
-                SetExposed(choices, UserKey(uid), std::move(exposed)) &&
-                SaveJsonFile(file, choices) == Saved::Yes);
+    if (text == nullptr || !ParseJson(text, exposed, EXPOSED_JSON_LIMITS) ||
+        !SetExposed(choices.document, UserKey(uid), std::move(exposed))) {
+        WriteResult(false);
+        return;
+    }
+    if (!CheckCondition(before)) {
+        return;
+    }
+    if (!choices.unreadable.empty()) {
+        file.KeepUnreadable(choices.unreadable);
+    }
+    const bool saved = SaveJsonFile(file, choices.document) == Saved::Yes;
+    if (saved) {
+        TagResponse(TagOf(choices.document, UserKey(uid)));
+    }
+    WriteResult(saved);
 }

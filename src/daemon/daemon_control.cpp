@@ -1,7 +1,5 @@
 #include "daemon/daemon_control.h"
 
-#include <unistd.h>
-
 #include "daemon/events.h"
 #include "mediaserv/media_service_handler.h"
 #include "platform/system/last_error.h"
@@ -29,7 +27,7 @@ int RunControlScript(const char* argument) {
 
 void LetDaemonWriteClientList() {
     VLIBCProcSignalByPidFile(DMS_PID_FILE, SIGNAL_WRITE_CLIENT_LIST);
-    sleep(CLIENT_LIST_WRITE_SECONDS);
+    Pause(CLIENT_LIST_WRITE_SECONDS);
 }
 
 void LetDaemonReadClientList() { RunShell(SIGNAL_COMMAND("-USR2")); }

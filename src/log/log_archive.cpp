@@ -51,8 +51,7 @@ void MediaServiceHandler::DownloadLog() {
         RemoveDiagnostics();
         return;
     }
-    puts("Content-Disposition: attachment; filename=dms.dmslog");
-    puts("Accept-Ranges: none");
+    WriteOutput("Content-Disposition: attachment; filename=dms.dmslog\nAccept-Ranges: none\n");
     HTTPFileOutputer().Output(archive.Stream(), "dms.tgz", "application/force-download");
     RemoveDiagnostics();
 }

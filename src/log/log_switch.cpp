@@ -1,27 +1,17 @@
 #include <sys/stat.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include "daemon/events.h"
 #include "log/log_paths.h"
 #include "mediaserv/media_service_handler.h"
-#include "settings/settings_file.h"
+#include "settings/settings_page.h"
 
 namespace {
 
-struct LogSwitch {
-    const char* level;  // the value of LOG_LEVEL_KEY
-    int failureNumber;
-    unsigned int event;
-};
-
-constexpr LogSwitch LOG_ON = {LOG_LEVEL_ON, 1095, EVENT_LOG_ON};
-constexpr LogSwitch LOG_OFF = {"", 1101, EVENT_LOG_OFF};
-
 // Every level except the empty text means that the log is on.
-bool IsLogOn() {
+bool IsLogOn(const std::string& settings, const char* key) {
     TextBuffer<32> level;
-    return ReadText(LOG_LEVEL_KEY, level) > 0 && !level.empty();
+    return ReadText(settings, key, level) && !level.empty();
 }
 
 // The owner is the account of the appliance's web server. Failures are ignored: the daemon's log does not
@@ -34,33 +24,24 @@ void CreateWebLogDirectory() {
     }
 }
 
+constexpr Setting SETTINGS[] = {
+    Switch{.field = "dmslog",
+           .key = LOG_LEVEL_KEY,
+           .failureNumber = {1095, 1101},
+           .event = {EVENT_LOG_ON, EVENT_LOG_OFF},
+           .read = IsLogOn,
+           .stored = {LOG_LEVEL_ON, ""},
+           .beforeSwitchingOn = CreateWebLogDirectory},
+};
+
+constexpr SettingsPage LOG_PAGE = {.settings = SETTINGS, .restartFailureNumber = 0, .restartLogNumber = 1109};
+
 }  // namespace
 
-void MediaServiceHandler::LoadLogConf() {
-    Json::Value data(Json::objectValue);
-    data["dmslog"] = IsLogOn();
-    ReportSuccess(data);
-}
+void MediaServiceHandler::LoadLogConf() { ReportSuccess(LoadSettings(LOG_PAGE)); }
 
 void MediaServiceHandler::ApplyLogConf() {
-    const bool wanted = IsTrue(web_.In("dmslog", nullptr));
-    if (wanted == IsLogOn()) {
+    if (SaveSettings(LOG_PAGE)) {
         ReportSuccess(Json::Value());
-        return;
     }
-    if (wanted) {
-        CreateWebLogDirectory();
-    }
-    const LogSwitch& change = wanted ? LOG_ON : LOG_OFF;
-    if (WriteSetting(LOG_LEVEL_KEY, change.level) < 0) {
-        ReportFailure(change.failureNumber);
-        return;
-    }
-    RecordEvent(change.event);
-    if (RestartDms() == 0) {
-        syslog(LOG_ERR, "%s:%d Failed to restart dalmira", SOURCE_NAME, 1109);
-        ReportError();
-        return;
-    }
-    ReportSuccess(Json::Value());
 }

@@ -70,7 +70,12 @@ void MediaServiceHandler::ReportFailure(int failureNumber) {
 }
 
 bool MediaServiceHandler::GetJsonFromFile(const char* path, Json::Value& value) {
-    switch (ReadJsonFile(path, value)) {
+    std::string reason;
+    return GetJsonFromFile(path, value, reason);
+}
+
+bool MediaServiceHandler::GetJsonFromFile(const char* path, Json::Value& value, std::string& reason) {
+    switch (ReadJsonFile(path, value, reason)) {
         case JsonFileStatus::Read:
             return true;
         case JsonFileStatus::CantOpen:

@@ -73,8 +73,9 @@ class MediaServiceHandler : public ServerFormHandler {
     static void ReloadDms();
 
     // Reads the JSON document at `path`. Returns false and logs one line if the file can't be opened (`value`
-    // is unchanged), or can't be read or is not valid JSON (`value` is null).
+    // is unchanged), or can't be read or is not valid JSON (`value` is null); `reason` says why.
     static bool GetJsonFromFile(const char* path, Json::Value& value);
+    static bool GetJsonFromFile(const char* path, Json::Value& value, std::string& reason);
 
     // Gets the user id of the authenticated user. Returns false with `uid` unchanged and logs one line if the
     // system does not know the user.
@@ -100,14 +101,18 @@ class MediaServiceHandler : public ServerFormHandler {
     // settings/settings_page.h).
     void ReportFailure(int failureNumber);
 
-    // Saves the submitted form of a settings page, restarts or reloads the daemon if a setting has changed,
-    // and writes the response.
-    void SaveSettingsPage(const SettingsPage& page);
+    // Returns the page's stored settings by JSON member: switches as booleans, texts as strings.
+    Json::Value LoadSettings(const SettingsPage& page);
+
+    // Saves the submitted form of a settings page, and restarts or reloads the daemon if a setting has
+    // changed. Returns false after it has responded with an error.
+    bool SaveSettings(const SettingsPage& page);
 
     // Adds the appliance's interfaces and the selected one to the response of the general page.
     static void LoadNetworkInterfaces(Json::Value& response);
 
     // Responds with the document of a JSON file and "success": true. Responds with {"ClientList":0,
-    // "success":false} if the file can't be read or its document is neither an object nor null.
-    void RespondWithJsonFile(const char* path);
+    // "success":false} if the file can't be read or its document is neither an object nor null. `tagOf` gives
+    // the tag of the document; null for none.
+    void RespondWithJsonFile(const char* path, EntityTag (*tagOf)(const Json::Value& document) = nullptr);
 };

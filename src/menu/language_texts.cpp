@@ -34,7 +34,9 @@ void MediaServiceHandler::GetDmsLangText() {
     if (requested != nullptr && *requested != '\0') {
         language.Copy(requested);
     } else {
-        ReadText(LANGUAGE_KEY, language);
+        std::string settings;
+        ReadSettingsFile(settings);
+        ReadText(settings, LANGUAGE_KEY, language);
     }
     Json::Value response(Json::objectValue);
     const std::string code = language.c_str();

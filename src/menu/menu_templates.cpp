@@ -1,14 +1,17 @@
 // The daemon's menu templates. Each template is a file; this system does not interpret its content.
 #include <sys/stat.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
+#include <functional>
+#include <optional>
 #include <string>
 
 #include "mediaserv/media_service_handler.h"
+#include "platform/cgi/reports.h"
 #include "platform/files/file_replacement.h"
 #include "platform/text/log_text.h"
 
@@ -27,36 +30,51 @@ std::string TemplatePath(const char* name) {
     return std::string(APPLIANCE_ROOT "/var/packages/Dalmira/etc/menu_") + name + ".xml";
 }
 
-FILE* OpenTemplate(const std::string& path) {
-    const int file = OpenToRead(path.c_str());
-    return file < 0 ? nullptr : fdopen(file, "r");
-}
-
 void LogFailure(const char* format, int line, const std::string& subject) {
     const int reason = errno;
     syslog(LOG_ERR, format, SOURCE_NAME, line, EscapeForLog(subject).c_str(), strerror(reason));
 }
 
-bool StatRegularFile(const std::string& path, struct stat& status) {
-    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+// Reads `file` through the one buffer and passes each piece to `handle`, until that returns false. Returns
+// false with errno set if a read fails.
+bool ReadPieces(const Descriptor& file, const std::function<bool(std::string_view piece)>& handle) {
+    static char buffer[8192];
+    for (;;) {
+        const ssize_t count = Uninterrupted([&] { return read(file.Get(), buffer, sizeof buffer); });
+        if (count <= 0) {
+            return count == 0;
+        }
+        if (!handle(std::string_view(buffer, static_cast<size_t>(count)))) {
+            return true;
+        }
+    }
+}
+
+// Returns the tag of a template. A template that does not exist or can't be read has a tag, too.
+EntityTag TagOf(const Descriptor& file) {
+    EntityTag tag;
+    const bool read = file.IsOpen() && ReadPieces(file, [&](std::string_view piece) {
+                          tag.AddBytes(piece);
+                          return true;
+                      });
+    if (!read) {
+        tag.AddValue("missing");
+    }
+    return tag;
 }
 
 // Copies `file` to standard output. Log lines name the file by `songPath`, a field of the request.
-void StreamTemplate(FILE* file, const char* songPath) {
-    static char buffer[8192];
-    do {
-        const size_t count = fread(buffer, 1, sizeof buffer, file);
-        if (count == 0) {
-            if (ferror(file) != 0) {
-                LogFailure("%s (%d) FAILED TO READ SONG FILE:%s, reason=%s", 1024, songPath);
-            }
-            return;
-        }
-        if (fwrite(buffer, 1, count, stdout) < count || fflush(stdout) != 0) {
+void StreamTemplate(const Descriptor& file, const char* songPath) {
+    const bool read = ReadPieces(file, [&](std::string_view piece) {
+        if (!WriteOutput(piece)) {
             LogFailure("%s (%d) FAILED TO WRITE SONG FILE:%s TO STREAM, reason=%s", 1030, songPath);
-            return;
+            return false;
         }
-    } while (feof(file) == 0);
+        return true;
+    });
+    if (!read) {
+        LogFailure("%s (%d) FAILED TO READ SONG FILE:%s, reason=%s", 1024, songPath);
+    }
 }
 
 }  // namespace
@@ -69,22 +87,25 @@ void MediaServiceHandler::LoadMenu() {
         return;
     }
     const std::string path = TemplatePath(name);
-    FILE* file = OpenTemplate(path);
-    if (file == nullptr) {
+    const Descriptor file(OpenToRead(path.c_str()));
+    if (!file.IsOpen()) {
         LogFailure(CANT_OPEN, 1008, path);
         WriteResult(false);
         return;
     }
     struct stat status = {};
-    if (StatRegularFile(path, status)) {
-        printf("Content-Length: %lld\r\nContent-type: application/xml\r\n\r\n",
-               static_cast<long long>(status.st_size));
-        StreamTemplate(file, web_.In("songpath", ""));
-    } else {
+    if (Uninterrupted([&] { return stat(path.c_str(), &status); }) != 0 || !S_ISREG(status.st_mode)) {
         LogFailure("%s (%d) FAILED TO STAT FILE:%s, reason=%s", 1013, path);
         WriteResult(false);
+        return;
     }
-    fclose(file);
+    if (IsConditional()) {
+        TagResponse(TagOf(file));
+        lseek(file.Get(), 0, SEEK_SET);
+    }
+    WriteOutput(web_.HeaderFields() + "Content-Length: " + std::to_string(status.st_size) +
+                "\r\nContent-type: application/xml\r\n\r\n");
+    StreamTemplate(file, web_.In("songpath", ""));
 }
 
 void MediaServiceHandler::SaveMenu() {
@@ -96,7 +117,12 @@ void MediaServiceHandler::SaveMenu() {
         return;
     }
     const std::string path = TemplatePath(name);
-    const Saved saved = FileReplacement(path.c_str()).Replace(content);
+    std::optional<FileReplacement> file(path.c_str());
+    if (IsConditional() && !CheckCondition(TagOf(Descriptor(OpenToRead(path.c_str()))))) {
+        return;
+    }
+    const Saved saved = file->Replace(content);
+    file.reset();  // a restart takes too long to hold the lock
     if (saved == Saved::CantOpen) {
         LogFailure(CANT_OPEN, 1153, path);
     }
@@ -104,10 +130,13 @@ void MediaServiceHandler::SaveMenu() {
         WriteResult(false);
         return;
     }
+    EntityTag tag;
+    tag.AddBytes(content);
     if (strcmp(web_.In("restartserver", ""), "true") == 0 && RestartDms() == 0) {
         syslog(LOG_ERR, "%s (%d) Failed to restart dalmira", SOURCE_NAME, 1161);
         WriteResult(false);
         return;
     }
+    TagResponse(tag);
     WriteResult(true);
 }

@@ -12,8 +12,8 @@ constexpr char KINOVO_ENABLED_FILE[] = APPLIANCE_ROOT "/var/packages/Kinovo/enab
 constexpr char VIDEO_METADATA_SCRIPT[] =
     APPLIANCE_ROOT "/var/packages/Dalmira/target/scripts/sql/video_metadata.sh";
 
-int UpgradeVideoMetadata(bool integrate) {
-    if (!integrate || VLIBCExec(VIDEO_METADATA_SCRIPT, nullptr, nullptr, nullptr, nullptr) >= 0) {
+int UpgradeVideoMetadata() {
+    if (VLIBCExec(VIDEO_METADATA_SCRIPT, nullptr, nullptr, nullptr, nullptr) >= 0) {
         return 0;
     }
     syslog(LOG_ERR, "%s:%d Error: failed to upgrade video_metadata", SOURCE_NAME, 598);
@@ -46,7 +46,7 @@ constexpr Setting SETTINGS[] = {
     Switch{.field = "integrateKinovo",
            .key = "integrateKinovo_mediaservice",
            .failureNumber = {591, 591},
-           .afterWrite = UpgradeVideoMetadata},
+           .afterSwitchingOn = UpgradeVideoMetadata},
     Switch{.field = "sendthumb",
            .key = "sendthumb_mediaservice",
            .failureNumber = {608, 613},
@@ -82,4 +82,8 @@ void MediaServiceHandler::LoadBrowsingPage() {
     ReportSuccess(data);
 }
 
-void MediaServiceHandler::SaveBrowsingPage() { SaveSettingsPage(BROWSING_PAGE); }
+void MediaServiceHandler::SaveBrowsingPage() {
+    if (SaveSettings(BROWSING_PAGE)) {
+        ReportSuccess(Json::objectValue);
+    }
+}

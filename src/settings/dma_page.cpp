@@ -54,4 +54,8 @@ void MediaServiceHandler::LoadDmaPage() {
     ReportSuccess(data);
 }
 
-void MediaServiceHandler::SaveDmaPage() { SaveSettingsPage(DMA_PAGE); }
+void MediaServiceHandler::SaveDmaPage() {
+    if (SaveSettings(DMA_PAGE)) {
+        ReportSuccess(Json::objectValue);
+    }
+}

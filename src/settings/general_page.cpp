@@ -23,8 +23,6 @@ std::string LanguageDisplayText(const char* code) {
     return StringBundle("codepage", "service", "common").Text(key.c_str(), "");
 }
 
-int WriteLanguage(const char* /*key*/, const char* code) { return MediaServiceHandler::SetDmsLanguage(code); }
-
 constexpr Setting SETTINGS[] = {
     Text{.field = "ssdp_advr",
          .key = EXPIRY_KEY,
@@ -41,8 +39,7 @@ constexpr Setting SETTINGS[] = {
          .bytes = 32,
          .defaultValue = DEFAULT_LANGUAGE,
          .mayBeEmpty = true,
-         .keepIfAbsent = true,
-         .write = WriteLanguage},
+         .keepIfAbsent = true},
     Text{.field = "templatetype",
          .key = MENU_STYLE_KEY,
          .failureNumber = 417,
@@ -51,11 +48,12 @@ constexpr Setting SETTINGS[] = {
          .bytes = 32,
          .defaultValue = "simple",
          .keepIfAbsent = true},
-    // LoadNetworkInterfaces adds the member.
+    // LoadNetworkInterfaces replaces or removes the member.
     Text{.field = "dmsInterface",
          .key = NETWORK_KEY,
          .failureNumber = 426,
          .bytes = 32,
+         .defaultValue = "eth0",
          .mayBeEmpty = true,
          .keepIfAbsent = true},
 };
@@ -72,4 +70,8 @@ void MediaServiceHandler::LoadGeneralPage() {
     ReportSuccess(data);
 }
 
-void MediaServiceHandler::SaveGeneralPage() { SaveSettingsPage(GENERAL_PAGE); }
+void MediaServiceHandler::SaveGeneralPage() {
+    if (SaveSettings(GENERAL_PAGE)) {
+        ReportSuccess(Json::objectValue);
+    }
+}

@@ -79,6 +79,9 @@ Json::Value ListInterfaces(std::span<const VexaInterface> interfaces, long lanPo
 }  // namespace
 
 void MediaServiceHandler::LoadNetworkInterfaces(Json::Value& response) {
+    // The member exists only if the interfaces can be listed.
+    Json::Value selected;
+    response.removeMember("dmsInterface", &selected);
     std::array<VexaInterface, MAX_INTERFACES> records = {};
     const int count = VLIBNetGetInterfaceInfo(records.data(), MAX_INTERFACES, 2);
     response["network"] = Json::Value();
@@ -95,9 +98,6 @@ void MediaServiceHandler::LoadNetworkInterfaces(Json::Value& response) {
                maxLanPort.c_str());
         return;
     }
-    TextBuffer<32> configured("eth0");
-    ReadText(NETWORK_KEY, configured);
-    Json::Value selected = configured.c_str();
     response["network"] =
         ListInterfaces(std::span(records).first(static_cast<size_t>(count)), lanPortCount, selected);
     response["dmsInterface"] = selected;

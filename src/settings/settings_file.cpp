@@ -1,6 +1,9 @@
 #include "settings/settings_file.h"
 
+#include <cerrno>
+
 #include "mediaserv/media_service_handler.h"
+#include "platform/files/file_io.h"
 #include "platform/system/last_error.h"
 
 namespace {
@@ -9,14 +12,22 @@ using SwitchText = TextBuffer<128>;
 
 }  // namespace
 
-bool ReadSwitch(const char* key) {
-    SwitchText text;
-    return ReadText(key, text) > 0 && strcasecmp(text.c_str(), SWITCH_ON) == 0;
+bool ReadSettingsFile(std::string& settings) {
+    const bool read = ReadFile(SETTINGS_FILE, settings) || errno == ENOENT;
+    if (!read) {
+        settings.clear();
+    }
+    return read;
 }
 
-bool ReadSwitchUnlessNo(const char* key) {
+bool ReadSwitch(const std::string& settings, const char* key) {
     SwitchText text;
-    return ReadText(key, text) > 0 && strcasecmp(text.c_str(), SWITCH_OFF) != 0;
+    return ReadText(settings, key, text) && strcasecmp(text.c_str(), SWITCH_ON) == 0;
+}
+
+bool ReadSwitchUnlessNo(const std::string& settings, const char* key) {
+    SwitchText text;
+    return ReadText(settings, key, text) && strcasecmp(text.c_str(), SWITCH_OFF) != 0;
 }
 
 int WriteSetting(const char* key, const char* value) {

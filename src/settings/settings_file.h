@@ -5,6 +5,8 @@
 
 #include <strings.h>
 
+#include <string>
+
 #include "platform/files/key_value_file.h"
 #include "settings/text_buffer.h"
 
@@ -35,18 +37,24 @@ constexpr char DEFAULT_LANGUAGE[] = "enu";
 constexpr char SWITCH_ON[] = "yes";
 constexpr char SWITCH_OFF[] = "no";
 
-// Return whether a switch is on. A switch is off if its key is missing. Case is ignored.
-bool ReadSwitch(const char* key);          // on if the stored text is SWITCH_ON
-bool ReadSwitchUnlessNo(const char* key);  // on if the stored text is not SWITCH_OFF
+// Reads the settings file into `settings`. A missing file has no settings. Returns false with errno set if
+// the file can't be read; `settings` is empty then.
+bool ReadSettingsFile(std::string& settings);
 
-// Reads a text, cut to `bytes` (at most N) with the terminating zero byte. Returns a value above 0 if the key
-// was found; otherwise `text` is unchanged and can hold a default value.
+// The following functions work on the content of the settings file.
+
+// Return whether a switch is on. A switch is off if its key is missing. Case is ignored.
+bool ReadSwitch(const std::string& settings, const char* key);          // on if the stored text is SWITCH_ON
+bool ReadSwitchUnlessNo(const std::string& settings, const char* key);  // on if it is not SWITCH_OFF
+
+// Reads a text, cut to `bytes` (at most N) with the terminating zero byte. Returns whether the key was found;
+// otherwise `text` is unchanged and can hold a default value.
 template <size_t N>
-int ReadText(const char* key, TextBuffer<N>& text, size_t bytes = N) {
-    return VLIBCFileGetKeyValue(SETTINGS_FILE, key, text.data(), static_cast<int>(bytes), 0);
+bool ReadText(const std::string& settings, const char* key, TextBuffer<N>& text, size_t bytes = N) {
+    return GetKeyValue(settings, key, text.data(), bytes);
 }
 
-// Writes one setting. Returns a negative value on failure.
+// Writes one setting to the file. Returns a negative value on failure.
 int WriteSetting(const char* key, const char* value);
 
 // Returns whether a form field was sent and is "true", ignoring case.

@@ -1,37 +1,62 @@
 #include "settings/settings_page.h"
 
+#include <syslog.h>
+
+#include <algorithm>
+#include <optional>
 #include <vector>
 
 #include "daemon/events.h"
 #include "mediaserv/media_service_handler.h"
+#include "platform/files/file_replacement.h"
 
 namespace {
 
-// A submitted value that differs from the stored one. The functions below exist for both kinds of settings.
-struct SwitchChange {
-    const Switch& setting;
-    bool on;
+// A setting whose submitted value differs from the stored one.
+struct Change {
+    const char* key;
+    std::string value;
+    int failureNumber;
+    Needs needs;
+    unsigned int event;  // 0 for none
+    std::string (*eventText)(const char* written);
+    void (*beforeWrite)();  // null for none, as the next one
+    int (*afterWrite)();
 };
-struct TextChange {
-    const Text& setting;
-    SettingText text;
-};
-using Changes = std::vector<std::variant<SwitchChange, TextChange>>;
+using Changes = std::vector<Change>;
 
-void Load(const Switch& setting, Json::Value& data) { data[setting.field] = setting.read(setting.key); }
-
-void Load(const Text& setting, Json::Value& data) {
-    if (setting.defaultValue != nullptr) {
-        SettingText text(setting.defaultValue);
-        ReadText(setting.key, text, setting.bytes);
-        data[setting.field] = text.c_str();
-    }
+void Load(const Switch& setting, const std::string& stored, Json::Value& data) {
+    data[setting.field] = setting.read(stored, setting.key);
 }
 
-void Compare(const Switch& setting, const WebMan& web, Changes& changes) {
-    const bool submitted = IsTrue(web.In(setting.field, nullptr));
-    if (submitted != setting.read(setting.key)) {
-        changes.push_back(SwitchChange{setting, submitted});
+void Load(const Text& setting, const std::string& stored, Json::Value& data) {
+    SettingText text(setting.defaultValue);
+    ReadText(stored, setting.key, text, setting.bytes);
+    data[setting.field] = text.c_str();
+}
+
+void AddToTag(const Switch& setting, const std::string& stored, EntityTag& tag) {
+    tag.AddValue(setting.read(stored, setting.key) ? SWITCH_ON : SWITCH_OFF);
+}
+
+void AddToTag(const Text& setting, const std::string& stored, EntityTag& tag) {
+    SettingText text;
+    const bool found = ReadText(stored, setting.key, text, setting.bytes);
+    tag.AddValue(found ? "stored" : "missing");
+    tag.AddValue(text.c_str());
+}
+
+void Compare(const Switch& setting, const WebMan& web, const std::string& stored, Changes& changes) {
+    const bool on = IsTrue(web.In(setting.field, nullptr));
+    if (on != setting.read(stored, setting.key)) {
+        changes.push_back({.key = setting.key,
+                           .value = on ? setting.stored.on : setting.stored.off,
+                           .failureNumber = on ? setting.failureNumber.on : setting.failureNumber.off,
+                           .needs = setting.needs,
+                           .event = on ? setting.event.on : setting.event.off,
+                           .eventText = nullptr,
+                           .beforeWrite = on ? setting.beforeSwitchingOn : nullptr,
+                           .afterWrite = on ? setting.afterSwitchingOn : nullptr});
     }
 }
 
@@ -47,82 +72,154 @@ SettingText SubmittedText(const Text& setting, const WebMan& web, const SettingT
     return text;
 }
 
-void Compare(const Text& setting, const WebMan& web, Changes& changes) {
+void Compare(const Text& setting, const WebMan& web, const std::string& stored, Changes& changes) {
     if (setting.enabledBy != nullptr && !IsTrue(web.In(setting.enabledBy, nullptr))) {
         return;
     }
     // A missing text is compared as an empty text, not as its default value, so that a save stores the
     // default value that the page shows.
-    SettingText stored;
-    ReadText(setting.key, stored, setting.bytes);
-    const SettingText submitted = SubmittedText(setting, web, stored);
-    if (!(submitted == stored)) {
-        changes.push_back(TextChange{setting, submitted});
+    SettingText text;
+    ReadText(stored, setting.key, text, setting.bytes);
+    const SettingText submitted = SubmittedText(setting, web, text);
+    if (!(submitted == text)) {
+        changes.push_back({.key = setting.key,
+                           .value = submitted.c_str(),
+                           .failureNumber = setting.failureNumber,
+                           .needs = setting.needs,
+                           .event = setting.event,
+                           .eventText = setting.eventText,
+                           .beforeWrite = nullptr,
+                           .afterWrite = nullptr});
     }
 }
 
-// Write a change, run its hook and record its event. Return 0, or the failure number.
-int Write(const SwitchChange& change) {
-    const auto& [setting, on] = change;
-    if (WriteSetting(setting.key, on ? SWITCH_ON : SWITCH_OFF) < 0) {
-        return on ? setting.failureNumber.on : setting.failureNumber.off;
+Changes FindChanges(const SettingsPage& page, const WebMan& web, const std::string& stored) {
+    Changes changes;
+    for (const Setting& row : page.settings) {
+        std::visit([&](const auto& setting) { Compare(setting, web, stored, changes); }, row);
     }
-    const int failureNumber = setting.afterWrite != nullptr ? setting.afterWrite(on) : 0;
-    if (failureNumber != 0) {
-        return failureNumber;
+    return changes;
+}
+
+EntityTag TagOf(const SettingsPage& page, const std::string& stored) {
+    EntityTag tag;
+    for (const Setting& row : page.settings) {
+        std::visit([&](const auto& setting) { AddToTag(setting, stored, tag); }, row);
     }
-    if (const unsigned int event = on ? setting.event.on : setting.event.off; event != 0) {
-        RecordEvent(event);
+    return tag;
+}
+
+// Applies changes to `settings`, the content of the file, for one replacement: up to and including the first
+// change that a function follows, or up to the first value that can't be stored. Returns their number.
+size_t ApplyChanges(std::span<const Change> changes, std::string& settings) {
+    for (size_t i = 0; i < changes.size(); ++i) {
+        const Change& change = changes[i];
+        if (!SetKeyValue(settings, change.key, change.value.c_str(), KV_LINE_FORMAT)) {
+            return i;
+        }
+        if (change.afterWrite != nullptr) {
+            return i + 1;
+        }
+    }
+    return changes.size();
+}
+
+void RecordEvents(std::span<const Change> changes) {
+    for (const Change& change : changes) {
+        if (change.event != 0) {
+            RecordEvent(change.event,
+                        change.eventText != nullptr ? change.eventText(change.value.c_str()) : std::string());
+        }
+    }
+}
+
+// Writes the changes in their order until one fails; `settings` is the content of the file. Returns 0, or the
+// failure number.
+int WriteChanges(std::span<const Change> changes, FileReplacement& file, std::string& settings) {
+    while (!changes.empty()) {
+        const size_t count = ApplyChanges(changes, settings);
+        const auto written = changes.first(count);
+        for (const Change& change : written) {
+            if (change.beforeWrite != nullptr) {
+                change.beforeWrite();
+            }
+        }
+        if (written.empty() || file.Replace(settings) != Saved::Yes) {
+            return changes.front().failureNumber;
+        }
+        RecordEvents(written);
+        const auto afterWrite = written.back().afterWrite;
+        const int failureNumber = afterWrite != nullptr ? afterWrite() : 0;
+        if (failureNumber != 0) {
+            return failureNumber;
+        }
+        changes = changes.subspan(count);
     }
     return 0;
 }
 
-int Write(const TextChange& change) {
-    const auto& [setting, text] = change;
-    if (setting.write(setting.key, text.c_str()) < 0) {
-        return setting.failureNumber;
+// Returns the failure number of the first change, or of the page's first setting if there is no change.
+int FirstFailureNumber(const SettingsPage& page, const Changes& changes) {
+    if (!changes.empty()) {
+        return changes.front().failureNumber;
     }
-    if (setting.event != 0) {
-        RecordEvent(setting.event,
-                    setting.eventText != nullptr ? setting.eventText(text.c_str()) : std::string());
-    }
-    return 0;
+    const Setting& first = page.settings.front();
+    const auto* text = std::get_if<Text>(&first);
+    return text != nullptr ? text->failureNumber : std::get_if<Switch>(&first)->failureNumber.off;
+}
+
+bool NeedsRestart(const Changes& changes) {
+    return std::ranges::any_of(changes, [](const Change& change) { return change.needs == Needs::Restart; });
 }
 
 }  // namespace
 
-Json::Value LoadSettings(const SettingsPage& page) {
+std::string WrittenText(const char* written) { return written; }
+
+Json::Value MediaServiceHandler::LoadSettings(const SettingsPage& page) {
+    std::string stored;
+    ReadSettingsFile(stored);
+    TagResponse(TagOf(page, stored));
     Json::Value data(Json::objectValue);
     for (const Setting& row : page.settings) {
-        std::visit([&](const auto& setting) { Load(setting, data); }, row);
+        std::visit([&](const auto& setting) { Load(setting, stored, data); }, row);
     }
     return data;
 }
 
-std::string WrittenText(const char* written) { return written; }
-
-void MediaServiceHandler::SaveSettingsPage(const SettingsPage& page) {
-    Changes changes;
-    for (const Setting& row : page.settings) {
-        std::visit([&](const auto& setting) { Compare(setting, web_, changes); }, row);
-    }
-    bool restart = false;
-    for (const auto& row : changes) {
-        const int failureNumber = std::visit([](const auto& change) { return Write(change); }, row);
-        if (failureNumber != 0) {
-            ReportFailure(failureNumber);
-            return;
+bool MediaServiceHandler::SaveSettings(const SettingsPage& page) {
+    std::string settings;
+    const bool read = ReadSettingsFile(settings);
+    Changes changes = FindChanges(page, web_, settings);
+    std::optional<FileReplacement> file;
+    if (!read || !changes.empty()) {
+        file.emplace(SETTINGS_FILE);
+        if (!file->IsLocked() || !ReadSettingsFile(settings)) {
+            ReportFailure(FirstFailureNumber(page, changes));
+            return false;
         }
-        restart = restart ||
-                  std::visit([](const auto& change) { return change.setting.needs; }, row) == Needs::Restart;
+        changes = FindChanges(page, web_, settings);
     }
-    if (restart) {
+    if (!CheckCondition(TagOf(page, settings))) {
+        return false;
+    }
+    const int failureNumber = file.has_value() ? WriteChanges(changes, *file, settings) : 0;
+    file.reset();  // a restart takes too long to hold the lock
+    if (failureNumber != 0) {
+        ReportFailure(failureNumber);
+        return false;
+    }
+    if (NeedsRestart(changes)) {
         if (RestartDms() == 0) {
+            if (page.restartLogNumber != 0) {
+                syslog(LOG_ERR, "%s:%d Failed to restart dalmira", SOURCE_NAME, page.restartLogNumber);
+            }
             ReportFailure(page.restartFailureNumber);
-            return;
+            return false;
         }
     } else if (!changes.empty()) {
         ReloadDms();
     }
-    ReportSuccess(Json::objectValue);
+    TagResponse(TagOf(page, settings));
+    return true;
 }

@@ -1,5 +1,9 @@
-// The three settings pages. Each page is a table of settings, in the order in which a save writes them. One
-// routine loads, compares and writes the settings of every page.
+// The settings pages: each is a table of settings, in the order in which a save writes them. One routine
+// loads, compares and writes the settings of every page.
+//
+// A save compares the submitted settings with the stored ones. If something differs, it takes the lock,
+// compares again and writes all changes with one replacement of the file, or with two if a function runs
+// after a write: everything up to and including its setting before it, the rest after it.
 //
 // A failure number (546, 599, ...) identifies the step of an action that failed. Pages receive it as the
 // member "line" of the error report. The numbers never change, so that pages and support can rely on them.
@@ -33,8 +37,10 @@ struct Switch {
     Needs needs = Needs::Restart;  // what a change needs
     OnOff<unsigned int> event{};   // recorded after the write; 0 for no event
 
-    bool (*read)(const char* key) = ReadSwitch;
-    int (*afterWrite)(bool on) = nullptr;  // returns a failure number, or 0 for success
+    bool (*read)(const std::string& settings, const char* key) = ReadSwitch;
+    OnOff<const char*> stored = {SWITCH_ON, SWITCH_OFF};
+    void (*beforeSwitchingOn)() = nullptr;  // runs before the write
+    int (*afterSwitchingOn)() = nullptr;  // runs after the write; returns a failure number, or 0 for success
 };
 
 struct Text {
@@ -46,13 +52,12 @@ struct Text {
     std::string (*eventText)(const char* written) = nullptr;  // the event's first text; null for none
 
     size_t bytes = sizeof(SettingText);  // byte limit, including the terminating zero byte
-    const char* defaultValue = nullptr;  // shown if the key is missing; null if the page adds the member
+    const char* defaultValue = nullptr;  // shown if the key is missing
     bool mayBeEmpty = false;             // otherwise an empty text is saved as the default value
     bool keepIfAbsent = false;           // an absent field keeps the stored text; otherwise it is empty
     const char* enabledBy = nullptr;     // the field is ignored unless this switch field is on
 
     void (*normalise)(SettingText& submitted) = nullptr;  // called before the text is compared
-    int (*write)(const char* key, const char* value) = WriteSetting;
 };
 
 using Setting = std::variant<Switch, Text>;
@@ -60,6 +65,7 @@ using Setting = std::variant<Switch, Text>;
 struct SettingsPage {
     std::span<const Setting> settings;
     int restartFailureNumber;
+    int restartLogNumber = 0;  // of the log line of a failed restart; 0 for no line
 };
 
 // The table of each page is defined in the page's source file.
@@ -68,9 +74,6 @@ extern const SettingsPage BROWSING_PAGE;
 extern const SettingsPage DMA_PAGE;
 extern const SettingsPage GENERAL_PAGE;
 // NOLINTEND(bugprone-dynamic-static-initializers)
-
-// Returns the page's stored settings by JSON member: switches as booleans, texts as strings.
-Json::Value LoadSettings(const SettingsPage& page);
 
 // An eventText function that returns the written text.
 std::string WrittenText(const char* written);

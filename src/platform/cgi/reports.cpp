@@ -1,57 +1,66 @@
 #include "platform/cgi/reports.h"
 
-#include <array>
-#include <string>
+#include <sys/uio.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+
+#include "platform/files/file_io.h"
 #include "platform/json/json_writer.h"
 
 namespace {
 
 constexpr char JSON_TYPE[] = "application/json; charset=\"UTF-8\"";
-constexpr char PROTECTIVE_HEADERS[] = "Cache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n";
+constexpr char PROTECTIVE_FIELDS[] = "Cache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n";
 
 }  // namespace
 
-void WriteResponseHeader(const char* contentType, const char* fileName) {
-    printf("Content-Type: %s", contentType);
-    if (fileName != nullptr) {
-        printf("; name=\"%s\"", fileName);
+bool WriteOutput(std::string_view head, std::string_view body) {
+    const iovec pieces[] = {{const_cast<char*>(head.data()), head.size()},
+                            {const_cast<char*>(body.data()), body.size()}};
+    const ssize_t count =
+        Uninterrupted([&] { return writev(STDOUT_FILENO, pieces, static_cast<int>(std::size(pieces))); });
+    if (count < 0) {
+        return false;
     }
-    printf("\r\n%s\r\n", PROTECTIVE_HEADERS);
+    const size_t ofHead = std::min(head.size(), static_cast<size_t>(count));
+    head.remove_prefix(ofHead);
+    body.remove_prefix(static_cast<size_t>(count) - ofHead);
+    return WriteAll(STDOUT_FILENO, head) && WriteAll(STDOUT_FILENO, body);
 }
 
-void WriteResponseBody(const Json::Value& body) {
-    fputs(FormatJsonLine(body).c_str(), stdout);
-    fflush(stdout);
+std::string ResponseHeader(const char* contentType, const char* fileName) {
+    std::string header = std::string("Content-Type: ") + contentType;
+    if (fileName != nullptr) {
+        header += std::string("; name=\"") + fileName + "\"";
+    }
+    return header + "\r\n" + PROTECTIVE_FIELDS + "\r\n";
 }
 
-// Inserts the formatted data into the text: a second document would need a copy of the data.
-void WriteSuccessReport(const Json::Value& data) {
+// Puts the formatted data between the other members: a second document would need a copy of the data.
+void WriteSuccessReport(const std::string& fields, const Json::Value& data) {
     std::string text = FormatJsonLine(data);
     text.pop_back();
-    WriteResponseHeader(JSON_TYPE);
-    printf("{\"data\":%s,\"success\":true}\n", text.c_str());
-    fflush(stdout);
+    text += ",\"success\":true}\n";
+    WriteOutput(fields + ResponseHeader(JSON_TYPE) + "{\"data\":", text);
 }
 
-void WriteErrorReport(const char* section, const char* key, int line) {
+void WriteErrorReport(const std::string& fields, const char* section, const char* key, int line) {
     Json::Value report(Json::objectValue);
     report["error"]["section"] = section;
     report["error"]["key"] = key;
     report["error"]["line"] = line;
     report["success"] = false;
-    WriteResponseHeader(JSON_TYPE);
-    WriteResponseBody(report);
+    WriteOutput(fields + ResponseHeader(JSON_TYPE), FormatJsonLine(report));
 }
 
 void HTTPFileOutputer::Output(FILE* stream, const char* fileName, const char* contentType) {
-    WriteResponseHeader(contentType, fileName);
+    // The header is written before the first read, which may have to wait for the stream.
+    bool connected = WriteOutput(ResponseHeader(contentType, fileName));
     std::array<char, 64U << 10U> piece;
-    size_t count = 0;
-    // Flushes the header before the first read, which may have to wait for the stream.
-    while (fflush(stdout) == 0 && (count = fread(piece.data(), 1, piece.size(), stream)) > 0) {
-        if (fwrite(piece.data(), 1, count, stdout) != count) {
-            return;
-        }
+    while (connected) {
+        const size_t count = fread(piece.data(), 1, piece.size(), stream);
+        connected = count > 0 && WriteOutput({piece.data(), count});
     }
 }

@@ -4,20 +4,24 @@
 #include <json/value.h>
 
 #include <cstdio>
+#include <string>
+#include <string_view>
 
-// Writes the content type and the protective header fields (no caching, no content sniffing), then the empty
-// line that ends the header. `fileName` becomes the name parameter of the content type; null for none.
-void WriteResponseHeader(const char* contentType, const char* fileName = nullptr);
+// Writes to standard output without buffering, with one system call if the kernel accepts all bytes at once.
+// Returns false with errno set on failure.
+bool WriteOutput(std::string_view head, std::string_view body = {});
 
-// Writes `body` as compact ASCII JSON, members in name order, and a line feed. Flushes standard output.
-void WriteResponseBody(const Json::Value& body);
+// Returns the header fields of a response: the content type and the protective fields (no caching, no content
+// sniffing), then the empty line that ends the header. `fileName` becomes the name parameter of the content
+// type; null for none.
+std::string ResponseHeader(const char* contentType, const char* fileName = nullptr);
 
-// Writes {"data":data,"success":true} with its header. Flushes standard output.
-void WriteSuccessReport(const Json::Value& data);
+// Writes `fields`, which are header fields with their line ends, and the report of a successful action:
+// {"data":data,"success":true} with its header.
+void WriteSuccessReport(const std::string& fields, const Json::Value& data);
 
-// Writes {"error":{"key":...,"line":...,"section":...},"success":false} with its header. Flushes standard
-// output.
-void WriteErrorReport(const char* section, const char* key, int line);
+// The same for a failed action: {"error":{"key":...,"line":...,"section":...},"success":false}.
+void WriteErrorReport(const std::string& fields, const char* section, const char* key, int line);
 
 // Sends a stream to the client as a file. The appliance's CGI framework defines it as a class.
 class HTTPFileOutputer {

@@ -3,11 +3,12 @@
 #include <syslog.h>
 
 #include <csignal>
-#include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 #include "platform/cgi/login.h"
 #include "platform/cgi/reports.h"
+#include "platform/json/json_writer.h"
 
 namespace {
 
@@ -30,10 +31,14 @@ ServerFormHandler::ServerFormHandler(const char* /*name*/) : authenticated_(fals
         return;
     }
     Form form = ReadForm();
-    web_.fields_ = std::move(form.fields);
+    condition_ = IfMatch(getenv("HTTP_IF_MATCH"));
     if (form.errorStatus != nullptr) {
-        printf("Status: %s\r\n", form.errorStatus);
-        ReportError();
+        Refuse(form.errorStatus);
+    } else if (condition_.IsMalformed()) {
+        syslog(LOG_WARNING, "request refused: the header field If-Match is malformed");
+        Refuse("400 Bad Request");
+    } else {
+        web_.fields_ = std::move(form.fields);
     }
 }
 
@@ -43,14 +48,33 @@ void ServerFormHandler::ShLock() {}
 
 bool ServerFormHandler::Authenticate() { return authenticated_; }
 
-void ServerFormHandler::ReportSuccess(const Json::Value& data) { WriteSuccessReport(data); }
+void ServerFormHandler::ReportSuccess(const Json::Value& data) { WriteSuccessReport(web_.header_, data); }
 
 void ServerFormHandler::SetFormErrInfo(const char* section, const char* key, int line) {
     error_ = {section, key, line};
 }
 
 void ServerFormHandler::ReportError() {
-    WriteErrorReport(error_.section.c_str(), error_.key.c_str(), error_.line);
+    WriteErrorReport(web_.header_, error_.section.c_str(), error_.key.c_str(), error_.line);
+}
+
+bool ServerFormHandler::CheckCondition(const EntityTag& state) {
+    if (!condition_.Holds(state)) {
+        Refuse("412 Precondition Failed");
+        return false;
+    }
+    return true;
+}
+
+void ServerFormHandler::TagResponse(const EntityTag& state) {
+    if (IsConditional()) {
+        web_.AddHeaderField("ETag: " + state.Text() + "\r\n");
+    }
+}
+
+void ServerFormHandler::Refuse(const char* status) {
+    web_.AddHeaderField(std::string("Status: ") + status + "\r\n");
+    ReportError();
 }
 
 const char* WebMan::In(const char* name, const char* defaultValue) const {
@@ -62,8 +86,8 @@ const char* WebMan::In(const char* name, const char* defaultValue) const {
     return defaultValue;
 }
 
-void WebMan::WriteHeader(const char* contentType) { WriteResponseHeader(contentType); }
+void WebMan::WriteHeader(const char* contentType) { AddHeaderField(ResponseHeader(contentType)); }
 
-void WebMan::WriteBody(Json::Value& body) { WriteResponseBody(body); }
+void WebMan::WriteBody(Json::Value& body) { WriteOutput(header_, FormatJsonLine(body)); }
 
 std::string WebMan::GetLoginUserName() const { return LoginUserName(); }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/cgi/conditional_request.h"
 #include "platform/cgi/form.h"
 
 // The request's parameters and the raw response.
@@ -19,11 +20,17 @@ class WebMan {
     // has no such parameter. The value is valid as long as this object exists.
     const char* In(const char* name, const char* defaultValue) const;
 
-    // Writes the header of a response: see WriteResponseHeader.
+    // Sets the header of the response: see ResponseHeader.
     void WriteHeader(const char* contentType);
 
-    // Writes the body of a response: see WriteResponseBody.
+    // Writes the header, and `body` as compact ASCII JSON, members in name order, with a line feed.
     void WriteBody(Json::Value& body);
+
+    // Adds a header field, which includes its line end, to the response. Call it before the response.
+    void AddHeaderField(const std::string& field) { header_ += field; }
+
+    // The header fields that were added so far, for an action that writes its own header.
+    const std::string& HeaderFields() const { return header_; }
 
     // Returns the name of the authenticated user; empty if nobody is authenticated.
     std::string GetLoginUserName() const;
@@ -31,6 +38,7 @@ class WebMan {
   private:
     friend class ServerFormHandler;
     std::vector<FormField> fields_;
+    std::string header_;
 };
 
 // The base class of a request handler. It reads the request and writes the framework's reports.
@@ -64,14 +72,30 @@ class ServerFormHandler {
     void ReportError();
 
   protected:
+    // The conditional request (RFC 9110, 13.1.1) is not part of the framework's interface.
+
+    // Returns whether the request's condition holds for the stored state with this tag. Otherwise responds
+    // with the status 412 and the error report with line 0.
+    bool CheckCondition(const EntityTag& state);
+
+    // Adds the tag of the state that was loaded or saved to the response, if the request has a condition.
+    void TagResponse(const EntityTag& state);
+
+    // Returns whether the request has a condition, so that a tag is needed.
+    bool IsConditional() const { return condition_.IsPresent(); }
+
     WebMan web_;
 
   private:
+    // Responds with this HTTP status and the error report with line 0.
+    void Refuse(const char* status);
+
     struct FormError {
         std::string section = "common";
         std::string key = "error_system";
         int line = 0;
     };
     FormError error_;
+    IfMatch condition_;
     bool authenticated_;
 };

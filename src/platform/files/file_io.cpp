@@ -14,7 +14,9 @@ Descriptor::~Descriptor() {
     }
 }
 
-int OpenToRead(const char* path) { return open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK); }
+int OpenToRead(const char* path) {
+    return Uninterrupted([&] { return open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK); });
+}
 
 bool ReadToEnd(int descriptor, std::string& content) {
     content.clear();
@@ -24,17 +26,13 @@ bool ReadToEnd(int descriptor, std::string& content) {
     }
     std::array<char, 16U << 10U> piece;
     for (;;) {
-        const ssize_t count = read(descriptor, piece.data(), piece.size());
-        if (count == 0) {
-            return true;
+        const ssize_t count = Uninterrupted([&] { return read(descriptor, piece.data(), piece.size()); });
+        if (count <= 0) {
+            return count == 0;
         }
-        if (count > 0) {
-            content.append(piece.data(), static_cast<size_t>(count));
-            if (content.size() > MAX_FILE_SIZE) {
-                errno = EFBIG;
-                return false;
-            }
-        } else if (errno != EINTR) {
+        content.append(piece.data(), static_cast<size_t>(count));
+        if (content.size() > MAX_FILE_SIZE) {
+            errno = EFBIG;
             return false;
         }
     }
@@ -55,19 +53,19 @@ bool ReadFile(const char* path, std::string& content) {
 
 bool WriteAll(int descriptor, std::string_view content) {
     while (!content.empty()) {
-        const ssize_t count = write(descriptor, content.data(), content.size());
-        if (count >= 0) {
-            content.remove_prefix(static_cast<size_t>(count));
-        } else if (errno != EINTR) {
+        const ssize_t count =
+            Uninterrupted([&] { return write(descriptor, content.data(), content.size()); });
+        if (count < 0) {
             return false;
         }
+        content.remove_prefix(static_cast<size_t>(count));
     }
     return true;
 }
 
 int VLIBCFileExist(const char* path) {
     struct stat status = {};
-    return stat(path, &status) == 0 ? 1 : 0;
+    return Uninterrupted([&] { return stat(path, &status); }) == 0 ? 1 : 0;
 }
 
 int IsFileExist(const char* path, long long* information) {

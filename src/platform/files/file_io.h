@@ -1,12 +1,23 @@
 // Reading and writing of whole files and descriptors.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <string>
 #include <string_view>
 
 // The size limit, in bytes, of a file that this system reads or writes as a whole.
 constexpr size_t MAX_FILE_SIZE = 64U << 20U;
+
+// Repeats a system call that a signal interrupts (EINTR).
+template <typename Call>
+auto Uninterrupted(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
 
 // Owns a file descriptor and closes it. A negative number means that nothing is open.
 class Descriptor {
@@ -37,7 +48,8 @@ bool ReadFile(const char* path, std::string& content);
 // Writes all of `content`. Returns false with errno set on failure.
 bool WriteAll(int descriptor, std::string_view content);
 
-// Both functions return 1 if `path` exists (symbolic links are followed), otherwise 0. The appliance's system
-// library has both; `information` is its output argument, which has no use here and is set to 0.
+// Both functions return 1 if `path` exists (symbolic links are followed), otherwise 0 with errno set. The
+// appliance's system library has both; `information` is its output argument, which has no use here and is set
+// to 0.
 int VLIBCFileExist(const char* path);
 int IsFileExist(const char* path, long long* information);

@@ -20,6 +20,10 @@ namespace {
 // file that a killed writer left.
 constexpr char TEMPORARY_NAME[] = ".mediaserv.new";
 
+// The names of kept files: NAME.kept, then NAME.kept.1 and so on.
+constexpr char KEPT_SUFFIX[] = ".kept";
+constexpr int MAX_KEPT_COPIES = 5;
+
 constexpr mode_t DEFAULT_MODE = 0644;
 constexpr int MAX_LINKS = 40;  // the kernel's own limit
 constexpr timespec LOCK_RETRY_INTERVAL = {0, 5'000'000};
@@ -34,7 +38,7 @@ std::string DirectoryOf(const std::string& path) {
 std::string FollowLinks(std::string path) {
     char target[PATH_MAX];
     for (int links = 0; links < MAX_LINKS; ++links) {
-        const ssize_t length = readlink(path.c_str(), target, sizeof target);
+        const ssize_t length = Uninterrupted([&] { return readlink(path.c_str(), target, sizeof target); });
         if (length <= 0) {
             break;
         }
@@ -65,22 +69,44 @@ int Lock(int directory) {
 
 int ErrnoIfFailed(bool success) { return success ? 0 : errno; }
 
+// Runs a system call again while a signal interrupts it. Returns whether it succeeded; errno is set on
+// failure.
+template <typename Call>
+bool Succeeds(Call call) {
+    return Uninterrupted(call) == 0;
+}
+
+// A missing name is not an error.
+void Remove(int directory, const char* name) {
+    Succeeds([&] { return unlinkat(directory, name, 0); });
+}
+
+// Returns whether `name` is still a name of the file with this status.
+bool Names(int directory, const char* name, const struct stat& file) {
+    struct stat current = {};
+    return Succeeds([&] { return fstatat(directory, name, &current, AT_SYMLINK_NOFOLLOW); }) &&
+           current.st_dev == file.st_dev && current.st_ino == file.st_ino;
+}
+
 // Returns 0, or an errno value. On failure the temporary file is removed.
 int WriteAndRename(int directory, const char* name, std::string_view content, const struct stat* old) {
-    unlinkat(directory, TEMPORARY_NAME, 0);
-    const Descriptor file(
-        openat(directory, TEMPORARY_NAME, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
-    const int error =
-        ErrnoIfFailed(file.IsOpen() && WriteAll(file.Get(), content) &&
-                      (old == nullptr || fchown(file.Get(), old->st_uid, old->st_gid) == 0) &&
-                      fchmod(file.Get(), old == nullptr ? DEFAULT_MODE : old->st_mode & 07777U) == 0 &&
-                      fsync(file.Get()) == 0 && renameat(directory, TEMPORARY_NAME, directory, name) == 0);
+    Remove(directory, TEMPORARY_NAME);
+    const Descriptor file(Uninterrupted([&] {
+        return openat(directory, TEMPORARY_NAME, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600);
+    }));
+    const int number = file.Get();
+    const mode_t mode = old == nullptr ? DEFAULT_MODE : old->st_mode & 07777U;
+    const int error = ErrnoIfFailed(
+        file.IsOpen() && WriteAll(number, content) &&
+        (old == nullptr || Succeeds([&] { return fchown(number, old->st_uid, old->st_gid); })) &&
+        Succeeds([&] { return fchmod(number, mode); }) && Succeeds([&] { return fsync(number); }) &&
+        Succeeds([&] { return renameat(directory, TEMPORARY_NAME, directory, name); }));
     if (error != 0) {
-        unlinkat(directory, TEMPORARY_NAME, 0);
+        Remove(directory, TEMPORARY_NAME);
         return error;
     }
     // EINVAL: this file system can't sync directories.
-    return fsync(directory) == 0 || errno == EINVAL ? 0 : errno;
+    return Succeeds([&] { return fsync(directory); }) || errno == EINVAL ? 0 : errno;
 }
 
 // The directory does not allow a new file (its mode, or a read-only file system), the old owner can't be set,
@@ -91,20 +117,23 @@ bool MayWriteInPlace(int error) {
 
 // Without reserved space, a full disk would leave the file half-written. Not every file system supports this.
 bool ReserveSpace(int file, size_t size) {
-    return size == 0 || fallocate(file, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)) == 0 ||
+    return size == 0 ||
+           Succeeds([&] { return fallocate(file, FALLOC_FL_KEEP_SIZE, 0, static_cast<off_t>(size)); }) ||
            errno == EOPNOTSUPP || errno == ENOSYS;
 }
 
 int WriteInPlace(int file, std::string_view content) {
     return ErrnoIfFailed(ReserveSpace(file, content.size()) && WriteAll(file, content) &&
-                         ftruncate(file, static_cast<off_t>(content.size())) == 0 && fsync(file) == 0);
+                         Succeeds([&] { return ftruncate(file, static_cast<off_t>(content.size())); }) &&
+                         Succeeds([&] { return fsync(file); }));
 }
 
 }  // namespace
 
 FileReplacement::FileReplacement(const char* path)
-    : path_(FollowLinks(path)),
-      directory_(open(DirectoryOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    : path_(FollowLinks(path)), directory_(Uninterrupted([&] {
+          return open(DirectoryOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+      })) {
     lockError_ = directory_.IsOpen() ? Lock(directory_.Get()) : errno;
     if (lockError_ == ETIMEDOUT) {
         const std::string reason =
@@ -119,27 +148,62 @@ Saved FileReplacement::Replace(std::string_view content) {
         return lockError_ == ETIMEDOUT ? Saved::CantWrite : Saved::CantOpen;
     }
     const char* name = path_.c_str() + NameStart(path_);
-    const Descriptor old(openat(directory_.Get(), name, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const Descriptor old(Uninterrupted(
+        [&] { return openat(directory_.Get(), name, O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC); }));
     struct stat status = {};
-    if (old.IsOpen() ? fstat(old.Get(), &status) != 0 : errno != ENOENT) {
+    if (old.IsOpen() ? !Succeeds([&] { return fstat(old.Get(), &status); }) : errno != ENOENT) {
         return Saved::CantOpen;
     }
     if (old.IsOpen() && !S_ISREG(status.st_mode)) {
         errno = EINVAL;
         return Saved::CantOpen;
     }
+    std::string copy;
+    if (old.IsOpen() && !unreadable_.empty() && !KeepOld(name, copy)) {
+        return Saved::CantWrite;
+    }
     int error = EFBIG;
     if (content.size() <= MAX_FILE_SIZE) {
         error = WriteAndRename(directory_.Get(), name, content, old.IsOpen() ? &status : nullptr);
     }
-    if (MayWriteInPlace(error)) {
+    // The copy and the old file are one inode: writing in place would overwrite both.
+    if (MayWriteInPlace(error) && copy.empty()) {
         if (!old.IsOpen()) {
             errno = error;
             return Saved::CantOpen;
         }
         error = WriteInPlace(old.Get(), content);
     }
-    return error == 0 ? Saved::Yes : Fail(strerror(error));
+    if (error == 0) {
+        return Saved::Yes;
+    }
+    if (!copy.empty() && Names(directory_.Get(), name, status)) {
+        Remove(directory_.Get(), copy.c_str());
+    }
+    return Fail(strerror(error));
+}
+
+// Gives the old file a second name, which `copy` receives. Returns false and logs one line if that fails.
+bool FileReplacement::KeepOld(const std::string& name, std::string& copy) const {
+    for (int number = 0; number < MAX_KEPT_COPIES; ++number) {
+        const std::string candidate = name + KEPT_SUFFIX + (number == 0 ? "" : "." + std::to_string(number));
+        if (Succeeds([&] {
+                return linkat(directory_.Get(), name.c_str(), directory_.Get(), candidate.c_str(), 0);
+            })) {
+            copy = candidate;
+            syslog(LOG_ERR, "%s can't be read (%s): it is kept as %s", EscapeForLog(path_).c_str(),
+                   unreadable_.c_str(), candidate.c_str());
+            return true;
+        }
+        if (errno != EEXIST) {
+            const std::string reason = std::string("it can't be read and can't be kept: ") + strerror(errno);
+            Fail(reason.c_str());
+            return false;
+        }
+    }
+    syslog(LOG_ERR, "%s can't be read (%s): it is not kept, there are %d copies already",
+           EscapeForLog(path_).c_str(), unreadable_.c_str(), MAX_KEPT_COPIES);
+    return true;
 }
 
 Saved FileReplacement::Fail(const char* reason) const {

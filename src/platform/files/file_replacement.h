@@ -23,6 +23,15 @@ class FileReplacement {
     // `path` is a symbolic link, the link stays and its target is replaced.
     explicit FileReplacement(const char* path);
 
+    // Returns whether this object holds the lock.
+    bool IsLocked() const { return lockError_ == 0; }
+
+    // Lets Replace keep the old file, which could not be read for this reason: before the replacement the old
+    // file gets a second name, NAME.kept or, if that exists, NAME.kept.1 to NAME.kept.4. One log line names
+    // file, reason and copy. If all five names exist, no further copy is kept. If the copy can't be made,
+    // Replace fails.
+    void KeepUnreadable(const std::string& reason) { unreadable_ = reason; }
+
     // Makes `content` the file's whole content: writes it to a temporary file in the same directory, gives
     // that file the mode and owner of the old one (mode 0644 if there is none), syncs it, renames it and
     // syncs the directory. If the directory does not allow a new file, but the file can be written, writes it
@@ -37,7 +46,10 @@ class FileReplacement {
     Saved Fail(const char* reason) const;
 
   private:
+    bool KeepOld(const std::string& name, std::string& copy) const;
+
     std::string path_;  // after following symbolic links
     Descriptor directory_;
-    int lockError_ = 0;  // 0 while the lock is held, otherwise an errno value
+    int lockError_ = 0;       // 0 while the lock is held, otherwise an errno value
+    std::string unreadable_;  // why the old file can't be read; empty if it can
 };

@@ -75,33 +75,42 @@ std::string ReplaceLine(std::string_view content, std::string_view key, const st
 
 }  // namespace
 
+bool GetKeyValue(std::string_view content, const char* key, char* buffer, size_t size) {
+    while (!content.empty()) {
+        const std::string_view line = ConsumeLine(content);
+        if (IsLineOf(line, key)) {
+            const std::string_view value = ValueOf(line, key);
+            const size_t count = std::min(value.size(), size - 1);
+            memcpy(buffer, value.data(), count);
+            buffer[count] = '\0';
+            return true;
+        }
+    }
+    return false;
+}
+
+bool SetKeyValue(std::string& content, const char* key, const char* value, const char* format) {
+    const std::string line = FormatLine(format, key, value);
+    if (!line.ends_with('\n') || line.find('\n') != line.size() - 1) {
+        return false;
+    }
+    content = ReplaceLine(content, key, line);
+    return true;
+}
+
 int VLIBCFileGetKeyValue(const char* path, const char* key, char* buffer, int size, int /*flags*/) {
     std::string content;
     if (size <= 0 || !ReadFile(path, content)) {
         return -1;
     }
-    for (std::string_view rest = content; !rest.empty();) {
-        const std::string_view line = ConsumeLine(rest);
-        if (IsLineOf(line, key)) {
-            const std::string_view value = ValueOf(line, key);
-            const size_t count = std::min(value.size(), static_cast<size_t>(size) - 1);
-            memcpy(buffer, value.data(), count);
-            buffer[count] = '\0';
-            return 1;
-        }
-    }
-    return 0;
+    return GetKeyValue(content, key, buffer, static_cast<size_t>(size)) ? 1 : 0;
 }
 
 int VLIBCFileSetKeyValue(const char* path, const char* key, const char* value, const char* format) {
-    const std::string line = FormatLine(format, key, value);
-    if (!line.ends_with('\n') || line.find('\n') != line.size() - 1) {
-        return -1;
-    }
     FileReplacement file(path);
     std::string content;
     if (!ReadFile(path, content) && errno != ENOENT) {
         return -1;
     }
-    return file.Replace(ReplaceLine(content, key, line)) == Saved::Yes ? 0 : -1;
+    return SetKeyValue(content, key, value, format) && file.Replace(content) == Saved::Yes ? 0 : -1;
 }

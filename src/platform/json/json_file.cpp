@@ -1,19 +1,30 @@
 #include "platform/json/json_file.h"
 
+#include <cerrno>
+#include <cstring>
 #include <string>
 
 #include "platform/files/file_io.h"
 #include "platform/json/json_reader.h"
 #include "platform/json/json_writer.h"
 
-JsonFileStatus ReadJsonFile(const char* path, Json::Value& value) {
+JsonFileStatus ReadJsonFile(const char* path, Json::Value& value, std::string& reason) {
     const Descriptor file(OpenToRead(path));
     if (!file.IsOpen()) {
+        reason = strerror(errno);
         return JsonFileStatus::CantOpen;
     }
     std::string text;
-    return ReadToEnd(file.Get(), text) && ParseJson(text, value) ? JsonFileStatus::Read
-                                                                 : JsonFileStatus::Invalid;
+    if (!ReadToEnd(file.Get(), text)) {
+        reason = strerror(errno);
+        value = Json::Value();
+        return JsonFileStatus::Invalid;
+    }
+    if (!ParseJson(text, value)) {
+        reason = "not valid JSON";
+        return JsonFileStatus::Invalid;
+    }
+    return JsonFileStatus::Read;
 }
 
 Saved SaveJsonFile(FileReplacement& file, const Json::Value& document) {

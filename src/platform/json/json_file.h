@@ -3,6 +3,8 @@
 
 #include <json/value.h>
 
+#include <string>
+
 #include "platform/files/file_replacement.h"
 
 enum class JsonFileStatus : char {
@@ -11,8 +13,8 @@ enum class JsonFileStatus : char {
     Invalid,   // the file can't be read or is not valid JSON; `value` is null
 };
 
-// Reads the JSON document at `path` into `value`.
-JsonFileStatus ReadJsonFile(const char* path, Json::Value& value);
+// Reads the JSON document at `path` into `value`. On failure `reason` says why.
+JsonFileStatus ReadJsonFile(const char* path, Json::Value& value, std::string& reason);
 
 // Makes `document` the file's whole content: indented by tabs, members in name order, with its comments.
 // Fails with Saved::CantWrite and one log line if ReadJsonFile would reject the document.

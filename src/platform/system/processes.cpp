@@ -106,6 +106,12 @@ ShellOutput::~ShellOutput() {
     }
 }
 
+void Pause(unsigned int seconds) {
+    while (seconds > 0) {
+        seconds = sleep(seconds);
+    }
+}
+
 int VLIBCProcSignalByPidFile(const char* pidFile, int signal) {
     std::string content;
     if (!ReadFile(pidFile, content)) {

@@ -72,6 +72,11 @@ class ShellOutput {
     FILE* stream_;
 };
 
+// --- Time --------------------------------------------------------------------------------------------------
+
+// Waits for the whole time, even if signals interrupt it.
+void Pause(unsigned int seconds);
+
 // --- Signals -----------------------------------------------------------------------------------------------
 
 // Sends `signal` to the process whose PID is stored in `pidFile`: decimal digits, with white space allowed

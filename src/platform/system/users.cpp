@@ -11,9 +11,9 @@ int VEXAUserGet(const char* name, VexaUser** record) {
     passwd* found = nullptr;
     std::vector<char> texts(1024);
     int error = 0;
-    while ((error = getpwnam_r(name, &entry, texts.data(), texts.size(), &found)) == ERANGE &&
-           texts.size() < MAX_ENTRY_BYTES) {
-        texts.resize(texts.size() * 2);
+    while ((error = getpwnam_r(name, &entry, texts.data(), texts.size(), &found)) == EINTR ||
+           (error == ERANGE && texts.size() < MAX_ENTRY_BYTES)) {
+        texts.resize(error == ERANGE ? texts.size() * 2 : texts.size());
     }
     if (error != 0 || found == nullptr) {
         return -1;
