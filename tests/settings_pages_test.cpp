@@ -1,6 +1,13 @@
 // The three settings pages: what they load, and what a save writes, records and asks of the daemon, in which order.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <array>
 #include <csignal>
 #include <filesystem>
+#include <future>
 
 #include "tests/appliance.h"
 
@@ -130,6 +137,63 @@ TEST_F(SettingsPagesTest, EverythingIsWrittenInOrderUntilOneFails) {
         // The script saw what was written.
         EXPECT_TRUE(body != SAVED || ReadAll(ROOT + "/settings_at_script") == ReadAll(SETTINGS));
     }
+}
+
+// A power cut during a save of many settings leaves all of them or none; the hook splits a save in two.
+TEST_F(SettingsPagesTest, APageIsSavedByOneReplacement) {
+    // The kernel merges equal events that follow each other: the creation of the temporary file separates them.
+    const int events = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(inotify_add_watch(events, ETC.c_str(), IN_MOVED_TO | IN_CREATE), 0);
+    for (const auto& [upgraded, replacements] : {std::pair(false, 1), std::pair(true, 2)}) {
+        Fields fields;
+        for (const Json::Value& setting : SETTINGS_OF_PAGES) {
+            const bool kept = setting.isMember("script") && !upgraded;
+            if (setting["page"] == "browsing" && !kept) {
+                fields.emplace_back(setting["field"].asString(), Sent(setting));
+            }
+        }
+        WriteAll(SETTINGS, File("browsing"));
+        EXPECT_EQ(Send(Save("browsing", fields)).body, SAVED);
+        alignas(inotify_event) std::array<char, 4096> buffer;
+        const ssize_t bytes = read(events, buffer.data(), buffer.size());
+        int moved = 0;
+        for (ssize_t at = 0; at < bytes;) {
+            const auto* event = reinterpret_cast<const inotify_event*>(&buffer[static_cast<size_t>(at)]);
+            moved += (event->mask & IN_MOVED_TO) != 0 ? 1 : 0;
+            at += static_cast<ssize_t>(sizeof *event + event->len);
+        }
+        EXPECT_EQ(moved, replacements);
+    }
+    close(events);
+}
+
+TEST_F(SettingsPagesTest, SimultaneousSavesEndAsOneOfThem) {
+    const auto all = [](const char* text) {
+        return Save("browsing", {{"musicdisplayinfo", text}, {"photo_sort_by", text}, {"photo_sort_order", text}});
+    };
+    for (int round = 0; round < 20; ++round) {
+        WriteAll(SETTINGS, File("browsing"));
+        std::vector<std::future<Answer>> saves;
+        for (const char* text : {"a", "b", "c"}) {
+            saves.push_back(std::async(std::launch::async, [&all, text] { return Send(all(text)); }));
+        }
+        for (std::future<Answer>& save : saves) {
+            EXPECT_EQ(save.get().body, SAVED);
+        }
+        const Json::Value left = Load("browsing");
+        EXPECT_EQ(left["photo_sort_by"], left["musicdisplayinfo"]);
+        EXPECT_EQ(left["photo_sort_order"], left["musicdisplayinfo"]);
+    }
+}
+
+TEST_F(SettingsPagesTest, AnUnchangedPageIsSavedWithoutTheLock) {
+    WriteAll(SETTINGS, File("browsing"));
+    const int directory = open(ETC.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(directory, LOCK_EX), 0);
+    const Answer answer = Send(Save("browsing", {}));
+    EXPECT_EQ(answer.body, SAVED);
+    EXPECT_EQ(answer.log, Strings{});
+    close(directory);
 }
 
 TEST_F(SettingsPagesTest, FieldsFollowTheirRules) {
