@@ -6,6 +6,7 @@ declare -A groups=(
   [build]="g++ cmake ninja-build pkg-config libjsoncpp-dev libpq-dev dpkg-dev libcurl4-openssl-dev libxml2-dev libnftables-dev"
   [run]="lighttpd postgresql libpq5 curl procps minidlna gupnp-tools ffmpeg exiv2"
   [test]="libgtest-dev libnss-wrapper nginx fcgiwrap valgrind binutils iproute2 python3 chromium chromium-driver python3-selenium"
+  [calls]="python3 strace mount"
   [package]="mmdebstrap uidmap fakeroot lintian"
   [cross_arm64]="g++-aarch64-linux-gnu qemu-user-static"
   [cross_armhf]="g++-arm-linux-gnueabihf qemu-user-static"
