@@ -179,7 +179,9 @@ std::string WrittenText(const char* written) { return written; }
 Json::Value MediaServiceHandler::LoadSettings(const SettingsPage& page) {
     std::string stored;
     ReadSettingsFile(stored);
-    TagResponse(TagOf(page, stored));
+    if (IsConditional()) {
+        TagResponse(TagOf(page, stored));
+    }
     Json::Value data(Json::objectValue);
     for (const Setting& row : page.settings) {
         std::visit([&](const auto& setting) { Load(setting, stored, data); }, row);
@@ -200,7 +202,7 @@ bool MediaServiceHandler::SaveSettings(const SettingsPage& page) {
         }
         changes = FindChanges(page, web_, settings);
     }
-    if (!CheckCondition(TagOf(page, settings))) {
+    if (IsConditional() && !CheckCondition(TagOf(page, settings))) {
         return false;
     }
     const int failureNumber = file.has_value() ? WriteChanges(changes, *file, settings) : 0;
@@ -220,6 +222,8 @@ bool MediaServiceHandler::SaveSettings(const SettingsPage& page) {
     } else if (!changes.empty()) {
         ReloadDms();
     }
-    TagResponse(TagOf(page, settings));
+    if (IsConditional()) {
+        TagResponse(TagOf(page, settings));
+    }
     return true;
 }
