@@ -1,4 +1,4 @@
-"""The appliance in a box with a browser in front of it: what the tests of the administration page stand on."""
+"""What the tests of the administration page use: the appliance in a box, and a browser in front of it."""
 import base64
 import os
 import shutil
@@ -29,7 +29,7 @@ QUIET = ("--headless", "--disable-gpu", "--disable-quic", "--no-first-run", "--d
 
 
 class Box:
-    """The appliance's processes: started fresh, ended as Ctrl-C ends them."""
+    """The processes of a new appliance; `end` stops them as Ctrl-C does."""
 
     def __init__(self):
         with socket.socket() as free:
@@ -44,10 +44,10 @@ class Box:
             if self.process.poll() is not None:
                 raise RuntimeError((BUILD / "page_box.errors").read_text())
             time.sleep(0.05)
-        # The page by itself: what the box's media server adds to it has a test of its own.
-        own = BUILD / "demo/www/appliance.json"
-        own.unlink()
-        own.write_bytes((SOURCE / "web/appliance.json").read_bytes())
+        # Without the additions of the media server, which have a test of their own.
+        appliance = BUILD / "demo/www/appliance.json"
+        appliance.unlink()
+        appliance.write_bytes((SOURCE / "web/appliance.json").read_bytes())
         self.page = output.read_text().splitlines()[0].removeprefix("page: ")
         self.login = (BUILD / "demo/login").read_text().strip()
         self.authorization = "Basic " + base64.b64encode(self.login.encode()).decode()
@@ -57,7 +57,7 @@ class Box:
         self.process.wait()
 
     def request(self, method, path, login=True, headers=()):
-        """The status and the headers of an answer."""
+        """Returns the status and the headers of a response."""
         request = urllib.request.Request(self.page + path, method=method, headers=dict(headers))
         if login:
             request.add_header("Authorization", self.authorization)
@@ -69,7 +69,7 @@ class Box:
 
 
 class Browser:
-    """Chromium with an empty profile, and the things that the tests do with it."""
+    """Chromium with an empty profile, and what a user does with it."""
 
     def __init__(self, box):
         self.box = box
@@ -84,7 +84,7 @@ class Browser:
         options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
         self.driver = webdriver.Chrome(service=Service(shutil.which("chromedriver")), options=options)
         self.driver.get(box.page.replace("://", f"://{box.login}@"))
-        # Once a 401 has come, the browser forgets the login and asks for it where no test can answer.
+        # After a response with status 401 the browser forgets the login and asks for it where no test can answer.
         self.devtools("Network.enable")
         self.devtools("Network.setExtraHTTPHeaders", headers={"Authorization": box.authorization})
 
@@ -102,13 +102,14 @@ class Browser:
         return [entry["message"] for entry in self.driver.get_log("browser")]
 
     def open(self, section):
-        """Loads the page anew at a section."""
+        """Loads the page with this section."""
         self.loads += 1
         self.driver.get(f"{self.box.page}?{self.loads}#{section}")
         self.wait_shown(section)
 
     def wait_shown(self, section):
-        self.wait(lambda: self.run("return performance.getEntriesByName(`section ${arguments[0]}`).length", section), section)
+        shown = "return performance.getEntriesByName(`section ${arguments[0]}`).length"
+        self.wait(lambda: self.run(shown, section), section)
 
     def find(self, selector):
         return self.driver.find_element(By.CSS_SELECTOR, selector)
@@ -117,7 +118,7 @@ class Browser:
         return self.driver.find_elements(By.CSS_SELECTOR, selector)
 
     def text(self, selector):
-        """All that stands in the elements, without the marks around values."""
+        """Returns the text of the elements, without the isolating characters around values."""
         texts = self.run("return [...document.querySelectorAll(arguments[0])].map((e) => e.textContent)", selector)
         return " ".join(texts).replace("\u2068", "").replace("\u2069", "")
 
@@ -129,6 +130,10 @@ class Browser:
             self.wait(lambda: part in self.text(selector), part)
         except TimeoutException:
             raise AssertionError(f"no '{part}' in {selector}: '{self.text(selector)}'") from None
+
+    def set_size(self, width, height):
+        size = {"width": width, "height": height}
+        self.devtools("Emulation.setDeviceMetricsOverride", **size, deviceScaleFactor=1, mobile=False)
 
     def click(self, element):
         self.run("arguments[0].scrollIntoView({block: 'center'})", element)
@@ -144,7 +149,7 @@ class Browser:
         field.send_keys(text)
 
     def set(self, field, value):
-        """Sets a setting as its kind of control wants it: True and False, a choice, a text, or entries of a list."""
+        """Changes a setting: a switch by a bool, a list by its entries, a choice or an input by a string."""
         inside = f"[data-field={field}] "
         if isinstance(value, bool):
             switch = self.find(inside + "input")
@@ -168,11 +173,12 @@ class Browser:
             self.type(inside + "input", value)
 
     def get(self, field):
-        """What a setting shows, in the form that `set` takes."""
+        """Returns what a setting shows, in the form that `set` accepts."""
         return self.run("""
             const field = document.querySelector(`[data-field=${arguments[0]}]`);
             const entries = [...field.querySelectorAll('.list li')];
-            if (entries.length) return entries.map((one) => [...one.querySelectorAll('input')].map((i) => i.value).join('='));
+            const partsOf = (entry) => [...entry.querySelectorAll('input')].map((input) => input.value);
+            if (entries.length) return entries.map((entry) => partsOf(entry).join('='));
             const control = field.querySelector('select, input');
             return control.type === 'checkbox' ? control.checked : control.value;""", field)
 
@@ -184,5 +190,7 @@ class Browser:
         return self.find(".save-bar .primary").get_attribute("aria-disabled") == "false"
 
     def requests(self):
-        """How often the page has called the program."""
-        return self.run("return performance.getEntriesByType('resource').filter((e) => e.name.endsWith('/mediaserv')).length")
+        """Returns how many requests the page has sent to the program."""
+        return self.run("""
+            const loads = performance.getEntriesByType('resource');
+            return loads.filter(({ name }) => name.endsWith('/mediaserv')).length;""")

@@ -1,5 +1,6 @@
 #!/usr/bin/python3
-"""The administration page in a real browser, in front of the whole appliance: page_test.py BUILD-FOLDER"""
+"""Tests of the administration page, in a real browser in front of the whole appliance: page_test.py BUILD-FOLDER"""
+import gzip
 import json
 import os
 import re
@@ -19,8 +20,10 @@ from page_box import BUILD, ETC, ROOT, SETTINGS, SOURCE, TARGET, Box, Browser
 WEB = SOURCE / "web"
 SECTIONS = ("general", "browsing", "media", "menu", "clients", "collections", "logs")
 LANGUAGES = ("en", "de", "ja")
+PLURAL_FORMS = {"en": {"one", "other"}, "de": {"one", "other"}, "ja": {"other"}}
+FIRST_VISIT_LIMIT = 60 * 1024  # bytes of all files that a first visit loads, compressed
 
-# A section's changes, and the lines of the settings file afterwards.
+# For each section with settings: the changes that a user makes, and the lines of the settings file afterwards.
 SETTINGS_PAGES = {
     "general": (
         {"language": "jpn", "templatetype": "own style", "ssdp_advr": "1800"},
@@ -44,8 +47,8 @@ SETTINGS_PAGES = {
     "logs": ({"dmslog": False}, ['loglevel_mediaservice=""']),
 }
 
-# What is refused at the field: section, field, value, and what is said.
-REFUSED = [
+# Values that a field does not accept: section, field, value, and a part of the error.
+INVALID_VALUES = [
     ("general", "language", "x" * 32, "32 of 31 bytes"),
     ("general", "templatetype", "ü" * 16, "32 of 31 bytes"),
     ("general", "language", " ", "Enter a value."),
@@ -59,6 +62,7 @@ REFUSED = [
     ("media", "mimetypelist", ["m,v=video/mp4"], "extension"),
 ]
 
+# Texts of others that would do harm if they were inserted as markup, and texts that need room or another direction.
 HOSTILE = ['<img src=x onerror="document.title=1"><b>bold</b>', "'\"&amp;{name}%s\\", "🎄 Zoë 👩‍👩‍👧", "סלון של המשפחה",
            "long " * 100]
 
@@ -71,7 +75,7 @@ def luminance(colour):
 
 @contextmanager
 def moved_away(path, stand_in=None):
-    """Something in a file's place for a while, as `stand_in(path)` makes it."""
+    """A file is missing for a while, or replaced by what `stand_in(path)` creates."""
     aside = path.with_name(path.name + ".aside")
     path.rename(aside)
     try:
@@ -114,7 +118,7 @@ class PageTest(unittest.TestCase):
         self.signal_daemon("HUP")
 
     def tearDown(self):
-        self.assertEqual(self.browser.console(), [], "the browser's console, reports of the CSP among them")
+        self.assertEqual(self.browser.console(), [], "messages in the browser's console, such as violations of the CSP")
 
     def test_settings_load_change_save_and_reload(self):
         b = self.browser
@@ -133,9 +137,9 @@ class PageTest(unittest.TestCase):
                 b.open(section)
                 self.assertEqual({field: b.get(field) for field in changes}, changes)
 
-    def test_refuses_at_the_field(self):
+    def test_a_field_shows_why_its_value_is_invalid(self):
         b = self.browser
-        for section, field, value, said in REFUSED:
+        for section, field, value, error in INVALID_VALUES:
             with self.subTest(field=field, value=value):
                 b.open(section)
                 for switch in ("cmzalbumart", "cmzmimetype"):
@@ -144,17 +148,18 @@ class PageTest(unittest.TestCase):
                 before = b.requests()
                 b.set(field, value)
                 b.save("check")
-                self.assertIn(said, b.text(f"[data-field={field}] .error"))
-                self.assertTrue(b.run("return document.activeElement.closest('[data-field]').dataset.field") == field)
+                self.assertIn(error, b.text(f"[data-field={field}] .error"))
+                self.assertEqual(b.run("return document.activeElement.closest('[data-field]').dataset.field"), field)
                 self.assertEqual(b.requests(), before)
 
     def test_menu_templates(self):
         b, text = self.browser, "#menu-text"
         b.open("menu")
         b.type("#menu-name", "music" + Keys.ENTER)
-        b.wait_text(".editor-head .help", "stored in “music”")
-        for wrong, place in (("<a>\n  <b>\n</a>", "line 3, column 1"), ("<a", "line 1, column 1"), ("<a>&nbsp;</a>", "column 4")):
-            b.type(text, wrong)
+        b.wait_text(".editor-head .help", "“music” as it is stored")
+        for malformed, place in (("<a>\n  <b>\n</a>", "line 3, column 1"), ("<a", "line 1, column 1"),
+                                 ("<a>&nbsp;</a>", "column 4")):
+            b.type(text, malformed)
             b.save("check")
             self.assertIn(place, b.text("#menu-text-error"))
             self.assertEqual(b.run("return document.activeElement.id"), "menu-text")
@@ -188,15 +193,24 @@ class PageTest(unittest.TestCase):
 
     def test_what_the_media_server_adds(self):
         b, folder = self.browser, BUILD / "demo/www"
-        error = {"running_since": None, "audio": 0, "video": 0, "images": 0, "scanning": True, "clients": 0,
-                 "last_error": {"time": 1, "text": HOSTILE[0]}}
+        with_error = {"running_since": None, "audio": 0, "video": 0, "images": 0, "scanning": True, "clients": 0,
+                      "last_error": {"time": 1, "text": HOSTILE[0]}}
         with moved_away(folder / "appliance.json", lambda path: path.symlink_to(SOURCE / "minidlna/appliance.json")):
             b.open("media")
-            b.wait_text(".server-status", "3 audio, 1 video, 6 pictures")
-            self.assertRegex(b.text(".server-status"), r"^Running since .*20\d\d.*Clients: 0$")
+            b.wait_text(".server-status", "Running since")
+            since, *others = [part.text for part in b.all(".server-status > span")]
+            self.assertRegex(since, r"^Running since .*20\d\d")
+            self.assertEqual(others[:4], ["3 audio files", "1 video", "6 pictures", "0 clients"])
             self.assertFalse(b.find("[data-field=flactranscoding] input").is_enabled())
             self.assertIn("converts nothing", b.text("[data-field=flactranscoding]"))
-            with moved_away(folder / "status.json", lambda path: path.write_text(json.dumps(error))):
+            Select(b.find("#language")).select_by_value("de")
+            b.wait_text("h1", "Umwandlung")
+            self.assertIn("wandelt nichts um", b.text("[data-field=flactranscoding] .reason"))
+            since, *others = [part.text for part in b.all(".server-status > span")]
+            self.assertRegex(since, r"^Läuft seit .*20\d\d")
+            self.assertEqual(others[:4], ["3 Audiodateien", "1 Video", "6 Bilder", "0 Geräte"])
+            b.run("localStorage.clear()")
+            with moved_away(folder / "status.json", lambda path: path.write_text(json.dumps(with_error))):
                 b.open("logs")
                 b.wait_text(".server-status", HOSTILE[0])
                 self.assertIn("Not running", b.text(".server-status"))
@@ -204,12 +218,12 @@ class PageTest(unittest.TestCase):
                 b.open("logs")
                 self.assertFalse(b.find(".server-status").is_displayed())
 
-    def test_xml_is_judged_as_by_another_parser(self):
+    def test_xml_is_checked_as_another_parser_does(self):
         b, script = self.browser, """
             const [texts, done] = arguments;
-            import('./xml.js').then(({ xmlError }) => done(texts.map((text) => !xmlError(text))));"""
+            import('./xml.js').then(({ findXmlError }) => done(texts.map((text) => !findXmlError(text))));"""
 
-        def expat(text):
+        def is_well_formed(text):
             try:
                 xml.parsers.expat.ParserCreate().Parse(text.encode(), True)
                 return True
@@ -217,22 +231,21 @@ class PageTest(unittest.TestCase):
                 return False
         b.open("logs")
         texts = json.loads((SOURCE / "tests/cases/xml.json").read_text())
-        for text, judged in zip(texts, b.driver.execute_async_script(script, texts)):
+        for text, accepted in zip(texts, b.driver.execute_async_script(script, texts)):
             with self.subTest(text):
-                self.assertEqual(judged, expat(text))
+                self.assertEqual(accepted, is_well_formed(text))
 
     def test_clients(self):
         b = self.browser
         b.open("clients")
-        row = "//tbody/tr[contains(., '{}')]"
 
-        def one(name):
-            return b.driver.find_element(By.XPATH, row.format(name))
+        def row_of(name):
+            return b.driver.find_element(By.XPATH, f"//tbody/tr[contains(., '{name}')]")
         b.type("input[type=search]", "radio")
         self.assertEqual(len(b.all("tbody tr")), 1)
-        Select(one("Radio").find_element(By.TAG_NAME, "select")).select_by_value("Generic")
+        Select(row_of("Radio").find_element(By.TAG_NAME, "select")).select_by_value("Generic")
         b.type("input[type=search]", "02:00:5e:10:00:01")
-        b.click(one("Living room").find_element(By.TAG_NAME, "input"))
+        b.click(row_of("Living room").find_element(By.TAG_NAME, "input"))
         b.type("input[type=search]", "nothing like it")
         self.assertIn("Nothing matches", b.text(".empty"))
         before = self.client_list()
@@ -244,11 +257,11 @@ class PageTest(unittest.TestCase):
                 client["isAccess"] = False
         self.assertEqual(self.client_list(), before)
         b.type("input[type=search]", " " + Keys.BACKSPACE)
-        for member, key in (("ip", "192.0.2.21"), ("profileName", "Disc player")):
+        for member, first in (("ip", "192.0.2.21"), ("profileName", "Disc player")):
             b.click(b.find(f"[data-member={member}] button"))
-            self.assertIn(key, b.text("tbody tr:first-child"))
+            self.assertIn(first, b.text("tbody tr:first-child"))
 
-        b.click(one("Bedroom").find_element(By.TAG_NAME, "input"))
+        b.click(row_of("Bedroom").find_element(By.TAG_NAME, "input"))
         b.button("Refresh")
         b.wait_text(".save-message", "Loading")
         b.wait(lambda: "Loading" not in b.text(".save-message"), "refreshed")
@@ -256,7 +269,7 @@ class PageTest(unittest.TestCase):
         b.button("Delete")
         self.assertIn("12 clients are lost", b.text("dialog"))
         b.button("Delete", "dialog")
-        b.wait_text(".save-message", "forgotten")
+        b.wait_text(".save-message", "are deleted")
         self.assertEqual(self.client_list(), [])
         self.assertIn("No device", b.text(".empty"))
 
@@ -269,7 +282,7 @@ class PageTest(unittest.TestCase):
         titles = [one.text for one in b.all(".collection")]
         self.assertEqual({"Favourites", "Watch list"}, set(titles[:2]))
         b.type("input[type=search]", "holiday")
-        b.button("All")
+        b.button("Select all")
         b.type("input[type=search]", "favo")
         b.click(b.find("li:not([hidden]) .check"))
         b.save()
@@ -294,12 +307,12 @@ class PageTest(unittest.TestCase):
         b.wait_text(".save-message", "are deleted")
         b.wait(lambda: not (ROOT / "var/log/dms.log.1").exists(), "the logs to go")
 
-    # What goes wrong, how it is made to, what is said of it, and whether the browser's console may mention it.
     def failures(self):
+        """For each failure: what causes it, what the page says, and whether the browser's console may report it."""
         program, control = BUILD / "mediaserv", TARGET / "scripts/S86vexadms.sh"
 
         @contextmanager
-        def lost():
+        def offline():
             self.browser.driver.set_network_conditions(offline=True, latency=0, throughput=0)
             try:
                 yield
@@ -307,32 +320,32 @@ class PageTest(unittest.TestCase):
                 self.browser.driver.delete_network_conditions()
 
         return [
-            (lost(), "did not answer", True),
-            # With a challenge the browser itself would ask for the password first, out of the test's reach.
+            (offline(), "did not answer", True),
+            # Without a challenge: with one the browser would ask for the password first, where no test can answer.
             (moved_away(program, answering("Status: 401")), "no longer signed in", True),
-            (moved_away(program, answering("Status: 200")), "makes no sense", True),
-            (moved_away(program, answering("Status: 413")), "makes no sense", True),
-            (moved_away(SETTINGS, lambda path: path.mkdir()), "“Music is listed by” could not be stored (line 546)", False),
-            (moved_away(control, script("exit 1")), "could not be restarted (line 647)", False),
+            (moved_away(program, answering("Status: 200")), "unexpected answer (status 200)", True),
+            (moved_away(program, answering("Status: 413")), "unexpected answer (status 413)", True),
+            (moved_away(SETTINGS, lambda path: path.mkdir()), "“Show tracks by” could not be saved (error 546)", False),
+            (moved_away(control, script("exit 1")), "could not be restarted (error 647)", False),
         ]
 
     def test_failures_are_told_apart_and_lose_nothing(self):
         b = self.browser
-        for failure, said, console in self.failures():
-            with self.subTest(said):
+        for failure, message, may_report in self.failures():
+            with self.subTest(message):
                 b.open("browsing")
                 wanted = "date" if b.get("photo_sort_by") == "filename" else "filename"
                 b.set("photo_sort_by", wanted)
                 with failure:
                     b.find(".save-bar .primary").click()
-                    b.wait_text("[role=alert]", said)
+                    b.wait_text("[role=alert]", message)
                     self.assertEqual(b.get("photo_sort_by"), wanted)
                     self.assertIn("Not saved", b.text(".save-message"))
                 if b.can_save():
                     b.save()
                 self.assertIn(f'photo_sort_by_mediaservice="{wanted}"', SETTINGS.read_text())
-                self.assertTrue(console or not b.console())
-                b.console()
+                reported = b.console()  # which also empties it
+                self.assertTrue(may_report or not reported, reported)
 
     def test_one_request_for_two_clicks(self):
         b = self.browser
@@ -340,12 +353,12 @@ class PageTest(unittest.TestCase):
         b.set("ssdp_advr", "1801")
         before = b.requests()
         b.run("const save = document.querySelector('.save-bar .primary'); save.click(); save.click();")
-        b.wait_text(".save-message", "restarts to take up: Advertisement expiry")
+        b.wait_text(".save-message", "restarts to apply: Expiry of announcements")
         b.wait_text(".save-message", "has restarted")
         b.run("document.querySelector('.save-bar .primary').click()")
         self.assertEqual(b.requests(), before + 1)
 
-    def test_leaving_asks_and_addresses_work(self):
+    def test_the_page_asks_before_changes_are_lost(self):
         b, address = self.browser, lambda: b.driver.current_url.rpartition("#")[2]
         b.open("general")
         for section in ("logs", "media"):
@@ -368,15 +381,16 @@ class PageTest(unittest.TestCase):
         b.button("Discard changes", "dialog")
         b.wait(lambda: address() == "general" and b.all("[data-field=language]"), "left")
 
-    def test_hostile_texts_are_texts(self):
+    def test_texts_of_others_are_shown_as_text(self):
         b = self.browser
-        clients = [{"name": name, "macAddr": name, "ip": name, "profileName": name, "isAccess": True} for name in HOSTILE]
+        members = ("name", "macAddr", "ip", "profileName")
+        clients = [dict.fromkeys(members, text) | {"isAccess": True} for text in HOSTILE]
         (ETC / "client_list.json").write_text(json.dumps({"ClientList": clients}))
         self.signal_daemon("USR2")
         rows = ", ".join(f"$q${title}$q$" for title in HOSTILE)
         subprocess.run(
-            ["psql", "-Xqh", (ROOT / "var/services/pgsql/home").resolve(), "-U", "postgres", "-d", "video_metadata", "-c",
-             f"INSERT INTO collection (uid, title) SELECT {os.getuid()}, unnest(ARRAY[{rows}])"], check=True)
+            ["psql", "-Xqh", (ROOT / "var/services/pgsql/home").resolve(), "-U", "postgres", "-d", "video_metadata",
+             "-c", f"INSERT INTO collection (uid, title) SELECT {os.getuid()}, unnest(ARRAY[{rows}])"], check=True)
         texts = TARGET / "app/texts/enu/strings.json"
         texts.write_text(json.dumps({"customize": dict(zip("abcde", HOSTILE))}))
         SETTINGS.write_text("".join(f'{key}_mediaservice="{text[:7]}"\n' for key, text in
@@ -403,8 +417,9 @@ class PageTest(unittest.TestCase):
 
     def test_ten_thousand_clients(self):
         b = self.browser
-        clients = [{"name": f"Client {n}", "macAddr": f"02:00:00:00:{n // 256:02X}:{n % 256:02X}", "profileName": "Generic",
-                    "ip": f"10.0.{n // 256}.{n % 256}", "isAccess": True} for n in range(10000)]
+        clients = [{"name": f"Client {n}", "macAddr": f"02:00:00:00:{n // 256:02X}:{n % 256:02X}",
+                    "profileName": "Generic", "ip": f"10.0.{n // 256}.{n % 256}", "isAccess": True}
+                   for n in range(10000)]
         (ETC / "client_list.json").write_text(json.dumps({"ClientList": clients}))
         self.signal_daemon("USR2")
         b.open("clients")
@@ -430,9 +445,10 @@ class PageTest(unittest.TestCase):
             for section in SECTIONS:
                 with self.subTest(language=language, section=section):
                     b.run("localStorage.setItem('mediaserv.language', arguments[0])", language)
-                    b.devtools("Emulation.setDeviceMetricsOverride", width=360, height=740, deviceScaleFactor=1, mobile=False)
+                    b.set_size(360, 740)
                     b.open(section)
-                    self.assertEqual(b.run("const all = document.documentElement; return all.scrollWidth - all.clientWidth"), 0)
+                    overflow = "const all = document.documentElement; return all.scrollWidth - all.clientWidth"
+                    self.assertEqual(b.run(overflow), 0)
                     self.assertEqual(b.run("return document.documentElement.lang"), language)
                     if language == "en":
                         self.check_controls()
@@ -454,18 +470,20 @@ class PageTest(unittest.TestCase):
                 const one = document.activeElement, box = one.getBoundingClientRect();
                 const hit = document.elementFromPoint(box.x + box.width / 2, box.y + box.height / 2);
                 one.reached = true;
-                return [one === document.body, getComputedStyle(one).outlineStyle !== 'none' && (one.closest('.table-area') ||
-                    hit === one || one.contains(hit) || one.matches('textarea')), one.outerHTML.slice(0, 120)];""")
+                const isVisible = hit === one || one.contains(hit) || one.closest('.table-area, textarea');
+                const hasOutline = getComputedStyle(one).outlineStyle !== 'none';
+                return [one === document.body, hasOutline && isVisible, one.outerHTML.slice(0, 120)];""")
             if state[0]:
                 break
             self.assertTrue(state[1], f"hidden or without a visible focus: {state[2]}")
             reached.add(state[2])
         left = b.run("""
             return [...document.querySelectorAll('a, button, input, select, textarea, summary')]
-                .filter((one) => !one.reached && !one.disabled && one.checkVisibility()).map((one) => one.outerHTML);""")
+                .filter((one) => !one.reached && !one.disabled && one.checkVisibility())
+                .map((one) => one.outerHTML);""")
         self.assertEqual(left, [])
 
-    def test_another_language_keeps_what_was_typed(self):
+    def test_another_language_changes_nothing_that_was_typed(self):
         b = self.browser
         b.open("general")
         b.set("ssdp_advr", "1234")
@@ -476,23 +494,35 @@ class PageTest(unittest.TestCase):
             self.assertEqual(b.get("ssdp_advr"), "1234")
         b.run("localStorage.clear()")
 
-    def test_what_the_appliance_can_do(self):
+    def test_appliance_json_and_what_the_program_supports(self):
         b, file = self.browser, BUILD / "demo/www/appliance.json"
-        unsupported = {"enableradio": {"en": "No <i>radio</i> here.", "de": "Kein Radio."}, "photo_sort_by": "Sorted by name."}
-        for content, name, languages in ((json.dumps({"name": "Böx", "languages": [{"code": "fre", "name": "Français"}, 7],
-                                                      "unsupported": unsupported}), "Böx", {"fre", "enu"}),
-                                         ('{"languages": 1, "menu_styles": {}}', "", {"enu"}), ("[", "", {"enu"})):
+        complete = {
+            "name": "Böx",
+            "languages": [{"code": "fre", "name": "Français"}, 7],
+            "unsupported": {
+                "enableradio": {"en": "No <i>radio</i> here.", "de": "Kein Radio."},
+                "photo_sort_by": "Sorted by name.",
+                "sendthumb": "no_pictures",
+            },
+            "reasons": {"no_pictures": {"en": "No pictures here.", "de": "Keine Bilder."}},
+        }
+        reasons = {"enableradio": "No <i>radio</i> here.", "photo_sort_by": "Sorted by name.",
+                   "sendthumb": "No pictures here."}
+        cases = [(json.dumps(complete), "Böx", {"fre", "enu"}, reasons),
+                 ('{"languages": 1, "menu_styles": {}, "unsupported": 7, "reasons": []}', "", {"enu"}, {}),
+                 ("[", "", {"enu"}, {})]
+        for content, name, languages, shown_reasons in cases:
             with moved_away(file, lambda path: path.write_text(content)):
                 SETTINGS.write_text('language_mediaservice="enu"\n')
                 b.open("general")
                 self.assertEqual(b.text("#appliance"), name)
                 options = Select(b.find("[data-field=language] select")).options
-                self.assertEqual({one.get_attribute("value") for one in options} - {"Other …"}, languages)
+                self.assertEqual({option.get_attribute("value") for option in options} - {"Other …"}, languages)
                 b.open("browsing")
-                for field, reason in unsupported.items():
-                    self.assertEqual(b.find(f"[data-field={field}] :is(input, select)").is_enabled(), not name)
-                    self.assertEqual((reason["en"] if isinstance(reason, dict) else reason) in b.text(f"[data-field={field}]"),
-                                     bool(name))
+                for field in reasons:
+                    control = b.find(f"[data-field={field}] :is(input, select)")
+                    self.assertEqual(control.is_enabled(), field not in shown_reasons)
+                    self.assertEqual(b.text(f"[data-field={field}] .reason"), shown_reasons.get(field, ""))
         with moved_away(ROOT / "var/packages/Kinovo/enabled"):
             b.open("browsing")
             self.assertFalse(b.find("[data-field=integrateKinovo] input").is_enabled())
@@ -500,33 +530,85 @@ class PageTest(unittest.TestCase):
         b.open("media")
         self.assertEqual(b.all("[data-field=videotranscoding], [data-field=videoextlist]"), [])
         program = BUILD / "mediaserv"
-        able = script(f"{program}.aside | sed 's/\\(support_video_transcoding\":\\)false/\\1true/'")
-        with moved_away(program, able):
+        with_video = script(f"{program}.aside | sed 's/\\(support_video_transcoding\":\\)false/\\1true/'")
+        with moved_away(program, with_video):
             b.open("media")
             b.set("videotranscoding", True)
             b.set("videoextlist", ["rm", "vob"])
             b.save()
         self.assertIn('vte_fileext_mediaservice="rm;vob"', SETTINGS.read_text())
 
+    def test_names_that_ship_are_translated_and_stored_as_they_are(self):
+        b = self.browser
+        clients = [{"name": f"Client {n}", "macAddr": f"02:00:00:00:00:0{n}", "profileName": profile, "isAccess": True}
+                   for n, profile in enumerate(("Loudspeaker", "Own.profile"))]
+        (ETC / "client_list.json").write_text(json.dumps({"ClientList": clients}))
+        self.signal_daemon("USR2")
+        b.run("localStorage.setItem('mediaserv.language', 'de')")
+        b.open("clients")
+        shown = [Select(select).first_selected_option.text for select in b.all("tbody select")]
+        self.assertEqual(shown, ["Lautsprecher", "Own.profile"])
+        b.type("input[type=search]", "lautspr")
+        self.assertEqual(b.text(".count"), "1 von 2 Geräten")
+        Select(b.find("tbody select")).select_by_visible_text("Fernseher")
+        b.save("Gespeichert.")
+        self.assertEqual([client["profileName"] for client in self.client_list()], ["Television", "Own.profile"])
+
+        SETTINGS.write_text('menustyle_mediaservice="own style"\n')
+        b.open("general")
+        style = Select(b.find("[data-field=templatetype] select"))
+        self.assertEqual(style.first_selected_option.text, "own style")
+        style.select_by_visible_text("Vollständig")
+        b.save("Gespeichert.")
+        self.assertIn('menustyle_mediaservice="full"', SETTINGS.read_text())
+        b.run("localStorage.clear()")
+
     def test_texts(self):
-        tables = {language: json.loads((WEB / f"texts/{language}.json").read_text()) for language in LANGUAGES}
-        keys = {language: {f"{section}.{key}" for section, texts in table.items() for key in texts}
-                for language, table in tables.items()}
-        self.assertEqual(keys["de"], keys["en"])
-        self.assertEqual(keys["ja"], keys["en"])
-        used = set()
-        for source in (*WEB.glob("*.js"), WEB / "index.html"):
-            text = source.read_text()
-            used |= set(re.findall(rf"[\"'`]((?:{'|'.join(tables['en'])})\.(?!js)\w+)[\"'`]", text))
-            if section := re.search(r"\bname: '(\w+)',\s+(?:load|open)", text):
-                names = ["title", "intro", *re.findall(r"\bfield: '(\w+)'", text)]
+        """Each text is used and has the same values in each language, and the plural forms of its language."""
+        (agent,) = (SOURCE / "appliance").rglob("agent.conf")
+        used = {f"profiles.{name}" for name in re.findall(r'"profileName" : "([^"]+)"', agent.read_text())}
+        for appliance in (WEB / "appliance.json", SOURCE / "minidlna/appliance.json"):
+            used |= {f"menu_styles.{name}" for name in json.loads(appliance.read_text())["menu_styles"]}
+        used |= {f"menu_styles.{path.stem[5:]}" for path in (SOURCE / "appliance/etc").glob("menu_*.xml")}
+        texts = {language: self.load_texts(language) for language in LANGUAGES}
+        self.assertEqual(texts["de"].keys(), texts["en"].keys())
+        self.assertEqual(texts["ja"].keys(), texts["en"].keys())
+        sections = "|".join({key.partition(".")[0] for key in texts["en"]})
+        for source in (*WEB.glob("*.js"), WEB / "index.html", SOURCE / "minidlna/page/status.js"):
+            code = source.read_text()
+            used |= set(re.findall(rf"[\"'`]((?:{sections})\.(?!js|css)\w+)[\"'`]", code))
+            if section := re.search(r"\bname: '(\w+)',\s+(?:load|open)", code):
+                names = ["title", "intro", *re.findall(r"\bfield: '(\w+)'", code)]
                 used |= {f"{section[1]}.{name}" for name in names}
-        used |= {f"{key}_help" for key in used} & keys["en"]
-        self.assertEqual(used, keys["en"])
-        for key in keys["en"]:
-            section, name = key.split(".")
-            values = [set(re.findall(r"\{(\w+)\}", table[section][name])) for table in tables.values()]
-            self.assertEqual(values, [values[0]] * 3, key)
+        used |= {f"{key}_help" for key in used} & texts["en"].keys()
+        self.assertEqual(used, set(texts["en"]))
+        for key, english in texts["en"].items():
+            for language in LANGUAGES:
+                text = texts[language][key]
+                with self.subTest(key=key, language=language):
+                    self.assertEqual(isinstance(text, dict), isinstance(english, dict))
+                    if isinstance(text, dict):
+                        self.assertEqual(text.keys(), PLURAL_FORMS[language])
+                    for form in self.forms(text):
+                        self.assertEqual(set(re.findall(r"\{(\w+)\}", form)),
+                                         set(re.findall(r"\{(\w+)\}", self.forms(english)[0])))
+
+    def load_texts(self, language):
+        files = WEB / f"texts/{language}.json", SOURCE / f"minidlna/page/status_texts.{language}.json"
+        return {f"{section}.{name}": text for file in files
+                for section, texts in json.loads(file.read_text()).items() for name, text in texts.items()}
+
+    @staticmethod
+    def forms(text):
+        return list(text.values()) if isinstance(text, dict) else [text]
+
+    def test_plural_forms(self):
+        count = """
+            const [count, done] = arguments;
+            import('./texts.js').then(({ textOf }) => done(textOf(['clients.count', { found: 0, count }])));"""
+        self.browser.open("logs")
+        for number, text in ((0, "0 of 0 clients"), (1, "0 of 1 client"), (1234, "0 of 1,234 clients")):
+            self.assertEqual(self.browser.driver.execute_async_script(count, number), text)
 
     def test_contrast_and_motion(self):
         b = self.browser
@@ -538,19 +620,20 @@ class PageTest(unittest.TestCase):
             b.devtools("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme},
                                                                {"name": "prefers-reduced-motion", "value": "reduce"}])
             b.open("logs")
-            self.assertEqual(b.run("return getComputedStyle(document.querySelector('.switch')).transitionDuration"), "0s")
+            duration = "return getComputedStyle(document.querySelector('.switch')).transitionDuration"
+            self.assertEqual(b.run(duration), "0s")
             colours = b.run("""
                 const names = arguments[0].flat().filter((name) => typeof name === 'string');
                 return Object.fromEntries(names.map((name) => {
                     document.body.style.color = `var(--${name})`;
                     return [name, getComputedStyle(document.body).color.match(/\\d+/g).map(Number)];
                 }));""", pairs)
-            for text, ground, least in pairs:
-                light, dark = sorted((luminance(colours[text]), luminance(colours[ground])), reverse=True)
-                self.assertGreaterEqual((light + 0.05) / (dark + 0.05), least, (scheme, text, ground))
+            for colour, ground, minimum in pairs:
+                light, dark = sorted((luminance(colours[colour]), luminance(colours[ground])), reverse=True)
+                self.assertGreaterEqual((light + 0.05) / (dark + 0.05), minimum, (scheme, colour, ground))
         b.devtools("Emulation.setEmulatedMedia", features=[])
 
-    def test_is_shown_at_once(self):
+    def test_the_page_opens_quickly(self):
         times = []
         for _ in range(3):
             self.browser.open("general")
@@ -559,17 +642,33 @@ class PageTest(unittest.TestCase):
                     - performance.getEntriesByType('navigation')[0].loadEventEnd"""))
         self.assertLess(min(times), 300, times)
 
-    def test_what_the_web_server_gives(self):
-        for method, path, status in (("GET", "", 200), ("HEAD", "app.js", 200), ("GET", "texts/ja.json", 200), ("POST", "", 403),
-                                     ("PUT", "app.js", 403), ("GET", "cgi-bin/mediaserv", 403), ("GET", "demo", 404)):
+    def test_what_the_web_server_allows(self):
+        for method, path, status in (("GET", "", 200), ("HEAD", "app.js", 200), ("GET", "texts/ja.json", 200),
+                                     ("POST", "", 403), ("PUT", "app.js", 403), ("GET", "cgi-bin/mediaserv", 403),
+                                     ("GET", "demo", 404)):
             with self.subTest(method=method, path=path):
                 self.assertEqual(self.box.request(method, path)[0], status)
                 self.assertIn(self.box.request(method, path, login=False)[0], (401, 403) if status == 403 else (401,))
         headers = self.box.request("GET", "index.html")[1]
         self.assertIn("default-src 'none'", headers["Content-Security-Policy"])
         self.assertEqual((headers["X-Content-Type-Options"], headers["Referrer-Policy"]), ("nosniff", "no-referrer"))
-        self.assertEqual(self.box.request("GET", "index.html", headers={"If-None-Match": headers["ETag"]}.items())[0], 304)
-        self.assertLess(sum(file.stat().st_size for file in WEB.rglob("*") if file.is_file()), 100 * 1024)
+        unchanged = {"If-None-Match": headers["ETag"]}
+        self.assertEqual(self.box.request("GET", "index.html", headers=unchanged.items())[0], 304)
+
+    def test_a_first_visit_transfers_little(self):
+        """The compressed size of all files that the browser loads, those of the media server included."""
+        b, folder = self.browser, BUILD / "demo/www"
+        with moved_away(folder / "appliance.json", lambda path: path.symlink_to(SOURCE / "minidlna/appliance.json")):
+            for language in LANGUAGES:
+                b.run("localStorage.setItem('mediaserv.language', arguments[0])", language)
+                b.open("general")
+                b.wait(lambda: b.all(".server-status > span"), "the status of the media server")
+                urls = b.run("return performance.getEntriesByType('resource').map(({ name }) => name)")
+                paths = {url.removeprefix(self.box.page) for url in urls if not url.endswith("cgi-bin/mediaserv")}
+                self.assertLessEqual({"app.js", "style.css", "status.js", f"texts/{language}.json"}, paths)
+                size = sum(len(gzip.compress((folder / path).read_bytes(), 9)) for path in paths | {"index.html"})
+                self.assertLessEqual(size, FIRST_VISIT_LIMIT, language)
+        b.run("localStorage.clear()")
 
 
 if __name__ == "__main__":

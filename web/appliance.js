@@ -1,30 +1,44 @@
-// What no action tells: a file beside the page, which its integrator edits. What is missing or broken in it is left out.
-import { currentLanguage, pageUrl } from './texts.js';
+// What the page knows about the appliance besides the program's answers: appliance.json beside the page, which the
+// integrator of the appliance edits. docs/deploying.md describes it. Missing and malformed members are ignored.
+import { pageUrl } from './texts.js';
 
 const isText = (value) => typeof value === 'string' && value !== '';
+const arrayOf = (value) => (Array.isArray(value) ? value : []);
+const objectOf = (value) => (value !== null && typeof value === 'object' ? value : {});
 
-// name: the appliance's; languages: [{ code, name }]; menuStyles: [name]; unsupported: { field: reason }, where a
-// reason is a text or an object with a text for each language of the page.
-export const appliance = { name: '', languages: [], menuStyles: [], unsupported: {} };
+export const appliance = {
+	name: '',
+	languages: [], // { code, name }
+	menuStyles: [], // names
+	hasStatus: false, // whether there is a status.js to load
+	unsupported: {}, // field of a setting: reason, as an object with a text for each language
+};
 
-export async function readAppliance() {
+// A reason is the name of one of `reasons`, a text, or an object with a text for each language.
+function reasonTexts(reason, reasons) {
+	const named = isText(reason) && Object.hasOwn(reasons, reason) ? reasons[reason] : reason;
+	if (isText(named)) return { en: named };
+	return Object.fromEntries(Object.entries(objectOf(named)).filter(([, text]) => isText(text)));
+}
+
+export async function loadAppliance() {
 	let file;
 	try {
-		file = await (await fetch(pageUrl('appliance.json'))).json();
+		const response = await fetch(pageUrl('appliance.json'));
+		file = objectOf(await response.json());
 	} catch {
 		return;
 	}
-	const listed = (member) => (Array.isArray(file?.[member]) ? file[member] : []);
-	appliance.status = file?.status === true; // there is a status.js
-	appliance.name = isText(file?.name) ? file.name : '';
-	appliance.languages = listed('languages').filter((entry) => isText(entry?.code) && isText(entry?.name));
-	appliance.menuStyles = listed('menu_styles').filter(isText);
-	appliance.unsupported = file?.unsupported && typeof file.unsupported === 'object' ? file.unsupported : {};
+	const reasons = objectOf(file.reasons);
+	appliance.name = isText(file.name) ? file.name : '';
+	appliance.languages = arrayOf(file.languages).filter((entry) => isText(entry?.code) && isText(entry?.name));
+	appliance.menuStyles = arrayOf(file.menu_styles).filter(isText);
+	appliance.hasStatus = file.status === true;
+	appliance.unsupported = Object.fromEntries(Object.entries(objectOf(file.unsupported))
+		.map(([field, reason]) => [field, reasonTexts(reason, reasons)]));
 }
 
-// Why the daemon can't act on a setting, in the page's language; nothing when it can.
+// Returns why the media server can't act on a setting, as a text; undefined if it can.
 export function unsupportedReason(field) {
-	if (!Object.hasOwn(appliance.unsupported, field)) return undefined;
-	const reason = appliance.unsupported[field];
-	return isText(reason) ? reason : reason?.[currentLanguage()] ?? reason?.en ?? '';
+	return Object.hasOwn(appliance.unsupported, field) ? appliance.unsupported[field] : undefined;
 }

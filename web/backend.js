@@ -1,13 +1,21 @@
-// All that the page says to the program: one POST for each action, and every way in which that can fail.
+// The page's requests to the program: one POST for each action, and every way in which a request can fail.
+//
+// A failure is { kind, failureNumber, status }:
+//   connection   no answer came
+//   login        the user is not signed in (status 401)
+//   answer       the answer is not one of the program's; `status` is its HTTP status
+//   report       the program reports which step failed, by its failure number
+//   plain        the program reports only that the action failed
+//   large        the request is larger than the program accepts; it was not sent
 import { h, newId } from './widgets.js';
 
 const PROGRAM = new URL('/cgi-bin/mediaserv', location.origin);
-const BODY_LIMIT = 32 * 1024 * 1024; // the program refuses more
-const PATIENCE = 120000; // milliseconds; a restart of the daemon may take half a minute
+const REQUEST_LIMIT = 32 * 1024 * 1024; // bytes; the program refuses a larger request
+const TIMEOUT = 120000; // milliseconds; a restart of the daemon may take half a minute
 
-const failed = (kind, more = {}) => ({ ok: false, failure: { kind, line: 0, ...more } });
+const failed = (kind, details = {}) => ({ ok: false, failure: { kind, failureNumber: 0, ...details } });
 
-function parsed(text) {
+function parseJson(text) {
 	try {
 		return JSON.parse(text);
 	} catch {
@@ -15,33 +23,33 @@ function parsed(text) {
 	}
 }
 
-// What an answer means, however it came.
-// Its kinds of failure: `login` (401), `answer` (no JSON), `report` (the action failed at `line`), `plain` (it failed).
-export function judged(status, text) {
-	const answer = parsed(text);
+// Returns { ok: true, answer } or { ok: false, failure } for the status and the body of an answer.
+function readAnswer(status, body) {
 	if (status === 401) return failed('login', { status });
+	const answer = parseJson(body);
 	if (answer === null || typeof answer !== 'object' || !('success' in answer)) return failed('answer', { status });
 	if (answer.success === true) return { ok: true, answer };
-	return answer.error ? failed('report', { status, line: Number(answer.error.line) || 0 }) : failed('plain', { status });
+	if (!answer.error) return failed('plain', { status });
+	return failed('report', { status, failureNumber: Number(answer.error.line) || 0 });
 }
 
-// Runs an action. Gives { ok: true, answer } or, for a file, { ok: true, bytes }; else { ok: false, failure }.
-// kind `large`: more than the program takes, not sent; kind `connection`: no answer.
+// Runs an action. Returns { ok: true, answer }, for a file { ok: true, bytes }, or { ok: false, failure }.
 export async function call(action, fields = {}) {
 	const body = new URLSearchParams({ action, ...fields });
-	if (body.toString().length > BODY_LIMIT) return failed('large');
+	if (body.toString().length > REQUEST_LIMIT) return failed('large');
 	try {
-		const response = await fetch(PROGRAM, { method: 'POST', body, signal: AbortSignal.timeout(PATIENCE) });
+		const response = await fetch(PROGRAM, { method: 'POST', body, signal: AbortSignal.timeout(TIMEOUT) });
 		const bytes = await response.arrayBuffer();
-		if (response.ok && response.headers.get('Content-Type')?.startsWith('application/xml')) return { ok: true, bytes };
-		return judged(response.status, new TextDecoder().decode(bytes));
+		const isFile = response.headers.get('Content-Type')?.startsWith('application/xml');
+		if (response.ok && isFile) return { ok: true, bytes };
+		return readAnswer(response.status, new TextDecoder().decode(bytes));
 	} catch {
 		return failed('connection');
 	}
 }
 
-// A download is the browser's own: a form sent to a frame out of sight, which loads only when there is an answer to
-// read instead of a file. Calls `onFailure` then.
+// Runs an action whose answer is a file, which the browser downloads: a form is sent to a hidden frame. The frame loads
+// a document only if the answer is not a file; `onFailure` is then called with the failure.
 export function download(action, onFailure) {
 	const frame = h('iframe', { name: newId('download'), hidden: true });
 	const form = h('form', { method: 'post', action: PROGRAM, target: frame.name, hidden: true },
@@ -51,7 +59,8 @@ export function download(action, onFailure) {
 		const answer = frame.contentDocument;
 		if (answer?.URL === 'about:blank') return;
 		const status = frame.contentWindow.performance?.getEntriesByType('navigation')[0]?.responseStatus;
-		onFailure(answer ? judged(status, answer.body.textContent).failure : failed('connection').failure);
+		const result = answer ? readAnswer(status, answer.body.textContent) : failed('connection');
+		onFailure(result.failure);
 		frame.remove();
 	});
 	form.submit();

@@ -1,33 +1,94 @@
-// What players see when they look through the music, photos and videos.
-import { choice, list, toggle } from './fields.js';
+// The section "Display": what TVs and players show of the music, the photos and the videos.
+import { choice, toggle } from './fields.js';
+import { list } from './list_field.js';
 import { settingsSection } from './settings_form.js';
+import { h } from './widgets.js';
 
-export const FILE_NAME = /^[^;/\p{Cc}]+$/u;
+const FILE_NAME = /^[^;/\p{Cc}]+$/u;
+
+// The options of a choice, from { value: text }.
+const optionsOf = (texts) => () => Object.entries(texts).map(([value, text]) => h('option', { value, text }));
 
 export const browsing = settingsSection({
 	name: 'browsing',
 	load: 'load_browsing_page',
 	save: 'save_browsing_page',
-	restartLine: 647,
+	restartFailureNumber: 647,
 	rows: [
-		{ field: 'musicdisplayinfo', kind: choice,
-			limit: 31, options: () => [
-				{ value: 'title', text: 'browsing.by_title' }, { value: 'artist', text: 'browsing.by_artist' },
-				{ value: 'album', text: 'browsing.by_album' }, { value: 'filename', text: 'browsing.by_filename' }], lines: [546], group: 'browsing.music' },
-		{ field: 'enableradio', kind: toggle,
-			lines: [574] },
-		{ field: 'photo_sort_by', kind: choice, limit: 31, options: () => [
-			{ value: 'filename', text: 'browsing.by_filename' }, { value: 'date', text: 'browsing.by_date' }], lines: [556], group: 'browsing.photos' },
-		{ field: 'photo_sort_order', kind: choice, limit: 31, options: () => [
-			{ value: 'asc', text: 'browsing.ascending' }, { value: 'desc', text: 'browsing.descending' }], lines: [565] },
-		{ field: 'sendthumb', kind: toggle, reload: true,
-			lines: [608, 613], group: 'browsing.pictures' },
-		{ field: 'cmzalbumart', kind: toggle, reload: true, lines: [623, 629] },
-		{ field: 'albumartlist', kind: list, reload: true, limit: 255,
-			separator: ';', columns: [{ label: 'browsing.art_name', pattern: FILE_NAME, wrong: 'browsing.wrong_art_name' }],
-			standard: 'cover.jpg;Cover.jpg;COVER.jpg;folder.jpg;Folder.jpg;FOLDER.jpg', under: 'cmzalbumart', lines: [638] },
-		{ field: 'ebdvideoinfo', kind: toggle, reload: true, lines: [583],
-			group: 'browsing.videos' },
-		{ field: 'integrateKinovo', kind: toggle, lines: [591, 599], shown: 'support_kinovo', usable: 'kinovo_enabled', why: 'browsing.library_off' },
+		{
+			field: 'musicdisplayinfo',
+			group: 'browsing.music',
+			kind: choice,
+			options: optionsOf({
+				title: 'browsing.by_title',
+				artist: 'browsing.by_artist',
+				album: 'browsing.by_album',
+				filename: 'browsing.by_filename',
+			}),
+			limit: 31,
+			defaultValue: 'title',
+			failureNumbers: [546],
+		},
+		{
+			field: 'enableradio',
+			kind: toggle,
+			failureNumbers: [574],
+		},
+		{
+			field: 'photo_sort_by',
+			group: 'browsing.photos',
+			kind: choice,
+			options: optionsOf({ filename: 'browsing.by_filename', date: 'browsing.by_date' }),
+			limit: 31,
+			defaultValue: 'filename',
+			failureNumbers: [556],
+		},
+		{
+			field: 'photo_sort_order',
+			kind: choice,
+			options: optionsOf({ asc: 'browsing.ascending', desc: 'browsing.descending' }),
+			limit: 31,
+			defaultValue: 'asc',
+			failureNumbers: [565],
+		},
+		{
+			field: 'sendthumb',
+			group: 'browsing.pictures',
+			kind: toggle,
+			reload: true,
+			failureNumbers: [608, 613],
+		},
+		{
+			field: 'cmzalbumart',
+			kind: toggle,
+			reload: true,
+			failureNumbers: [623, 629],
+		},
+		{
+			field: 'albumartlist',
+			kind: list,
+			separator: ';',
+			columns: [{ label: 'browsing.art_name', pattern: FILE_NAME, error: 'browsing.invalid_art_name' }],
+			limit: 255,
+			defaultValue: 'cover.jpg;Cover.jpg;COVER.jpg;folder.jpg;Folder.jpg;FOLDER.jpg',
+			reload: true,
+			failureNumbers: [638],
+			enabledBy: 'cmzalbumart',
+		},
+		{
+			field: 'ebdvideoinfo',
+			group: 'browsing.videos',
+			kind: toggle,
+			reload: true,
+			failureNumbers: [583],
+		},
+		{
+			field: 'integrateKinovo',
+			kind: toggle,
+			failureNumbers: [591, 599], // 599: the upgrade of the video metadata
+			shownIf: 'support_kinovo',
+			usableIf: 'kinovo_enabled',
+			unusableReason: 'browsing.library_off',
+		},
 	],
 });

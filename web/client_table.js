@@ -1,8 +1,9 @@
-// The table of clients. The document holds one page of it, so that ten thousand cost no more than twenty-five.
-import { currentLanguage, setText } from './texts.js';
-import { foreign, h, iconButton, switchInput } from './widgets.js';
+// The table of clients. The document contains one page of it, so that ten thousand clients cost no more than a few.
+import { createClientChanges, toText } from './client_changes.js';
+import { currentLanguage, hasText, setText, textOf } from './texts.js';
+import { externalText, h, iconButton, nameOption, switchInput } from './widgets.js';
 
-const PAGE = 25;
+const CLIENTS_PER_PAGE = 25;
 const COLUMNS = [
 	{ member: 'name', title: 'clients.name' },
 	{ member: 'ip', title: 'clients.address' },
@@ -10,158 +11,176 @@ const COLUMNS = [
 	{ member: 'profileName', title: 'clients.profile' },
 	{ member: 'isAccess', title: 'clients.access' },
 ];
-const SEARCHED = ['name', 'ip', 'macAddr', 'profileName'];
+const SEARCHED_MEMBERS = ['name', 'ip', 'macAddr', 'profileName'];
 
-const shownText = (value) => (value === undefined || value === null ? '' : String(value));
 
-// `show` takes another list and keeps the changes of clients that are in it; `changes` gives what differs from the list,
-// as the program takes it; `stored` takes those that are changes no more.
-export function createClientTable(profiles, onChange) {
+// The words that the table shows for a member.
+function shownText(member, value) {
+	const text = toText(value);
+	const key = `profiles.${text}`;
+	return member === 'profileName' && hasText(key) ? textOf(key) : text;
+}
+
+// The program changes the first client that has a MAC address. Any other one with the same address has no key, and its
+// controls are disabled.
+function clientsOf(entries) {
+	const keys = new Set();
+	return entries.map((entry) => {
+		const { macAddr } = entry;
+		const key = typeof macAddr === 'string' && !keys.has(macAddr) ? macAddr : undefined;
+		keys.add(macAddr);
+		const title = SEARCHED_MEMBERS.map((member) => toText(entry[member])).find((text) => text !== '') ?? '';
+		return { entry, key, title };
+	});
+}
+
+// Returns the table's nodes (`node`, `count`, `pager`) and
+//   show           shows another list; changes of clients that it contains remain
+//   search         shows the clients that contain a text
+//   changes        returns the changes to save
+//   markSaved      takes over changes that were saved
+//   discard        discards all changes
+// `onChange` is called after each change.
+export function createClientTable(profileNames, onChange) {
+	const changes = createClientChanges();
 	let clients = [];
 	let found = [];
-	let page = 0;
-	let words = '';
+	let pageIndex = 0;
+	let searchText = '';
 	let order = { member: 'name', descending: false };
-	const edits = new Map(); // by client: what of it is different
+	let indexLanguage; // the language of the words in the search index
 
-	const body = h('tbody');
+	const rows = h('tbody');
 	const count = h('p.count', { role: 'status' });
 	const empty = h('p.empty');
-	const place = h('span.place');
-	const previous = iconButton('previous', 'clients.previous', () => turn(-1));
-	const next = iconButton('next', 'clients.next', () => turn(1));
-	const pager = h('div.pager', {}, previous, place, next);
+	const range = h('span');
+	const previousButton = iconButton('previous', 'clients.previous', () => turnPage(-1));
+	const nextButton = iconButton('next', 'clients.next', () => turnPage(1));
+	const pager = h('div.pager', {}, previousButton, range, nextButton);
+	const headings = COLUMNS.map(({ member, title }) =>
+		h('th', { scope: 'col', 'data-member': member },
+			h('button.sort', { type: 'button', text: title, on: { click: () => sortBy(member) } })));
+	const area = h('div.table-area', { tabindex: '0', role: 'region', label: 'clients.title' },
+		h('table', {}, h('thead', {}, h('tr', {}, ...headings)), rows));
 
-	const valueOf = (client, member) => edits.get(client.key)?.[member] ?? client.entry[member];
-
-	function edit(client, member, value, row) {
-		const now = { ...edits.get(client.key), [member]: value };
-		if (now[member] === client.entry[member]) delete now[member];
-		if (Object.keys(now).length > 0) edits.set(client.key, now);
-		else edits.delete(client.key);
-		row.classList.toggle('edited', edits.has(client.key));
+	function change(client, member, value, row) {
+		changes.change(client, member, value);
+		row.classList.toggle('changed', changes.has(client));
 		onChange();
 	}
 
-	function profileChoice(client, row) {
-		const value = shownText(valueOf(client, 'profileName'));
-		const names = profiles.includes(value) ? profiles : [value, ...profiles];
+	function createProfileSelect(client, row) {
+		const value = toText(changes.valueOf(client, 'profileName'));
+		const names = profileNames.includes(value) ? profileNames : [value, ...profileNames];
 		const select = h('select', { label: ['clients.profile_of', { name: client.title }], disabled: !client.key },
-			...names.map((name) => h('option', { value: name }, name)));
+			...names.map((name) => nameOption('profiles', name)));
 		select.value = value;
-		select.addEventListener('change', () => edit(client, 'profileName', select.value, row));
+		select.addEventListener('change', () => change(client, 'profileName', select.value, row));
 		return select;
 	}
 
-	function accessSwitch(client, row) {
+	function createAccessSwitch(client, row) {
 		const input = switchInput({ label: ['clients.access_of', { name: client.title }], disabled: !client.key });
-		input.checked = valueOf(client, 'isAccess') === true;
-		input.addEventListener('change', () => edit(client, 'isAccess', input.checked, row));
+		input.checked = changes.valueOf(client, 'isAccess') === true;
+		input.addEventListener('change', () => change(client, 'isAccess', input.checked, row));
 		return input;
 	}
 
 	function createRow(client) {
-		const row = h('tr', { class: edits.has(client.key) ? 'edited' : undefined });
-		const texts = ['name', 'ip', 'macAddr'].map((member) =>
-			h(member === 'name' ? 'th' : 'td', { scope: member === 'name' && 'row', class: member === 'name' ? 'client-name' : 'client-address' },
-				shownText(client.entry[member]) === '' ? h('span', 'common.empty_value') : foreign(client.entry[member])));
-		row.append(...texts, h('td', {}, profileChoice(client, row)), h('td', {}, accessSwitch(client, row)));
+		const contentOf = (member) => {
+			const value = toText(client.entry[member]);
+			return value === '' ? h('span', 'common.empty_value') : externalText(value);
+		};
+		const row = h('tr', {},
+			h('th.client-name', { scope: 'row' }, contentOf('name')),
+			h('td.client-address', {}, contentOf('ip')),
+			h('td.client-address', {}, contentOf('macAddr')));
+		row.append(h('td', {}, createProfileSelect(client, row)), h('td', {}, createAccessSwitch(client, row)));
+		row.classList.toggle('changed', changes.has(client));
 		return row;
 	}
 
-	function render() {
-		const pages = Math.max(1, Math.ceil(found.length / PAGE));
-		page = Math.min(page, pages - 1);
-		const first = page * PAGE;
-		const shown = found.slice(first, first + PAGE);
-		body.replaceChildren(...shown.map(createRow));
-		setText(count, 'clients.count', { found: found.length, all: clients.length });
-		place.textContent = [first + 1, first + shown.length].map((at) => at.toLocaleString(currentLanguage())).join('–');
+	function showPage() {
+		const pages = Math.max(1, Math.ceil(found.length / CLIENTS_PER_PAGE));
+		pageIndex = Math.min(pageIndex, pages - 1);
+		const first = pageIndex * CLIENTS_PER_PAGE;
+		const shown = found.slice(first, first + CLIENTS_PER_PAGE);
+		rows.replaceChildren(...shown.map(createRow));
+		setText(count, ['clients.count', { found: found.length, count: clients.length }]);
+		setText(range, ['clients.range', { first: first + 1, last: first + shown.length }]);
 		setText(empty, clients.length === 0 ? 'clients.none' : 'common.no_match');
 		empty.hidden = found.length > 0;
-		node.hidden = found.length === 0;
+		area.hidden = found.length === 0;
 		pager.hidden = pages === 1;
-		previous.disabled = page === 0;
-		next.disabled = page === pages - 1;
+		previousButton.disabled = pageIndex === 0;
+		nextButton.disabled = pageIndex === pages - 1;
+	}
+
+	function turnPage(step) {
+		pageIndex += step;
+		showPage();
+		area.scrollIntoView({ block: 'nearest' });
+	}
+
+	function createIndex() {
+		indexLanguage = currentLanguage();
+		for (const client of clients) {
+			const texts = SEARCHED_MEMBERS.map((member) => shownText(member, client.entry[member]));
+			client.searchedText = texts.join('\n').toLocaleLowerCase();
+		}
 	}
 
 	function find() {
-		const wanted = words.trim().toLocaleLowerCase();
-		found = clients.filter(({ searched }) => searched.includes(wanted));
-		page = 0;
-		render();
-	}
-
-	function turn(by) {
-		page += by;
-		render();
-		node.scrollIntoView({ block: 'nearest' });
+		if (indexLanguage !== currentLanguage()) createIndex();
+		const wanted = searchText.trim().toLocaleLowerCase();
+		found = clients.filter(({ searchedText }) => searchedText.includes(wanted));
+		pageIndex = 0;
+		showPage();
 	}
 
 	function sort() {
 		const { compare } = new Intl.Collator(currentLanguage(), { numeric: true });
-		const keys = new Map(clients.map((client) => [client, shownText(valueOf(client, order.member))]));
-		clients.sort((one, other) => compare(keys.get(one), keys.get(other)) * (order.descending ? -1 : 1));
-		for (const head of node.querySelectorAll('th[data-member]')) {
-			const sorted = head.dataset.member === order.member;
-			if (sorted) head.setAttribute('aria-sort', order.descending ? 'descending' : 'ascending');
-			else head.removeAttribute('aria-sort');
+		const direction = order.descending ? -1 : 1;
+		const keyOf = (client) => shownText(order.member, changes.valueOf(client, order.member));
+		const keys = new Map(clients.map((client) => [client, keyOf(client)]));
+		clients.sort((one, other) => compare(keys.get(one), keys.get(other)) * direction);
+		for (const heading of headings) {
+			if (heading.dataset.member !== order.member) heading.removeAttribute('aria-sort');
+			else heading.setAttribute('aria-sort', order.descending ? 'descending' : 'ascending');
 		}
 		find();
 	}
 
-	const heads = COLUMNS.map(({ member, title }) => h('th', { scope: 'col', 'data-member': member },
-		h('button', { type: 'button', class: 'sort', text: title, on: { click: () => {
-			order = { member, descending: order.member === member && !order.descending };
-			sort();
-		} } })));
-	const node = h('div.table-area', { tabindex: '0', role: 'region', label: 'clients.title' },
-		h('table', {}, h('thead', {}, h('tr', {}, ...heads)), body));
+	function sortBy(member) {
+		order = { member, descending: order.member === member && !order.descending };
+		sort();
+	}
 
-	// The program finds a client by its address; of two with the same one it changes the first, so only that has a key.
 	function show(entries) {
-		const keys = new Set();
-		clients = entries.map((entry) => {
-			const { macAddr } = entry;
-			const key = typeof macAddr === 'string' && !keys.has(macAddr) ? macAddr : undefined;
-			keys.add(macAddr);
-			const texts = SEARCHED.map((member) => shownText(entry[member]));
-			return { entry, key, title: texts.find((text) => text !== '') ?? '', searched: texts.join('\n').toLocaleLowerCase() };
-		});
-		for (const key of edits.keys()) if (!keys.has(key)) edits.delete(key);
+		clients = clientsOf(entries);
+		createIndex();
+		changes.keepOnly(new Set(entries.map(({ macAddr }) => macAddr)));
 		sort();
 		onChange();
 	}
 
 	return {
-		node: h('div', {}, node, empty),
-		pager,
+		node: h('div', {}, area, empty),
 		count,
+		pager,
 		show,
-		search(wanted) {
-			words = wanted;
+		search(text) {
+			searchText = text;
 			find();
 		},
-		changes: () => clients.filter(({ key }) => edits.has(key)).map((client) => ({
-			macAddr: client.key,
-			profileName: shownText(valueOf(client, 'profileName')),
-			isAccess: valueOf(client, 'isAccess') === true,
-		})),
-		stored(changes) {
-			const saved = new Map(changes.map((change) => [change.macAddr, change]));
-			for (const client of clients) {
-				const { profileName, isAccess } = saved.get(client.key) ?? {};
-				if (isAccess === undefined) continue;
-				Object.assign(client.entry, { profileName, isAccess });
-				const left = Object.entries(edits.get(client.key) ?? {}).filter(([member, value]) => client.entry[member] !== value);
-				if (left.length > 0) edits.set(client.key, Object.fromEntries(left));
-				else edits.delete(client.key);
-			}
-			render();
+		changes: () => changes.toSave(clients),
+		markSaved(saved) {
+			changes.markSaved(clients, saved);
+			showPage();
 		},
 		discard() {
-			edits.clear();
-			render();
+			changes.discard();
+			showPage();
 		},
 	};
 }

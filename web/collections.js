@@ -1,82 +1,83 @@
-// Which of the user's collections players see.
+// The section "Collections": which of the user's video collections players show.
 import { call } from './backend.js';
-import { createSaveBar } from './frame.js';
-import { button, card, foreign, h, searchField } from './widgets.js';
+import { createSaveBar } from './save_bar.js';
 import { currentLanguage, setText } from './texts.js';
+import { button, card, externalText, h, searchField } from './widgets.js';
 
-const SPECIAL = { '-1': 'collections.favourites', '-2': 'collections.watch_list' };
+// The collections that the video library itself provides, by id.
+const BUILT_IN_TITLES = { '-1': 'collections.favourites', '-2': 'collections.watch_list' };
 
-function createEntry({ id, title, exposed }) {
-	const box = h('input', { type: 'checkbox', class: 'check' });
-	const name = id in SPECIAL ? h('span', { text: SPECIAL[id] }) : foreign(title, 'span');
+function createItem({ id, title, exposed }) {
+	const box = h('input.check', { type: 'checkbox' });
+	const label = id in BUILT_IN_TITLES ? h('span', BUILT_IN_TITLES[id]) : externalText(title, 'span');
 	box.checked = exposed === true;
-	const node = h('li', {}, h('label.collection', {}, box, name));
-	return { id, node, box, name };
+	return { id, box, label, node: h('li', {}, h('label.collection', {}, box, label)) };
 }
 
-// The special ones first, the others as the page's language orders them.
-function sorted(entries) {
+// The built-in ones come first, the others follow in the order of the page's language.
+function sortItems(items) {
 	const { compare } = new Intl.Collator(currentLanguage(), { numeric: true });
-	return entries.toSorted((one, other) =>
-		(other.id in SPECIAL) - (one.id in SPECIAL) || compare(one.name.textContent, other.name.textContent));
+	return items.toSorted((one, other) =>
+		(other.id in BUILT_IN_TITLES) - (one.id in BUILT_IN_TITLES)
+		|| compare(one.label.textContent, other.label.textContent));
 }
 
 async function open(frame) {
 	const { data } = await frame.load(() => call('loadCollection'));
-	const entries = data.collections.map(createEntry);
-	let stored = JSON.stringify(published());
-
-	function published() {
-		return entries.filter(({ box }) => box.checked).map(({ id }) => id);
+	if (data.collections.length === 0) {
+		frame.body.replaceChildren(card(undefined, h('p.empty', 'collections.empty')));
+		return;
 	}
-
+	const items = data.collections.map(createItem);
 	const count = h('p.count', { role: 'status' });
-	const none = h('p.empty', { text: 'common.no_match', hidden: true });
-	const shown = () => entries.filter(({ node }) => !node.hidden);
+	const noMatch = h('p.empty', { text: 'common.no_match', hidden: true });
 
-	function search(words) {
-		for (const entry of entries) entry.node.hidden = !entry.name.textContent.toLocaleLowerCase().includes(words.trim().toLocaleLowerCase());
-		none.hidden = shown().length > 0;
-		tellCount();
+	const publishedIds = () => items.filter(({ box }) => box.checked).map(({ id }) => id);
+	const visibleItems = () => items.filter(({ node }) => !node.hidden);
+	let stored = JSON.stringify(publishedIds());
+
+	function showCount() {
+		setText(count, ['collections.count', { published: publishedIds().length, count: items.length }]);
 	}
 
-	const tellCount = () => setText(count, 'collections.count', { published: published().length, all: entries.length });
+	function search(text) {
+		const wanted = text.trim().toLocaleLowerCase();
+		for (const { node, label } of items) node.hidden = !label.textContent.toLocaleLowerCase().includes(wanted);
+		noMatch.hidden = visibleItems().length > 0;
+	}
 
-	function check(checked) {
-		for (const { box } of shown()) box.checked = checked;
+	function checkVisible(checked) {
+		for (const { box } of visibleItems()) box.checked = checked;
 		frame.body.dispatchEvent(new Event('input'));
 	}
 
 	const bar = createSaveBar(frame, {
-		changed: () => JSON.stringify(published()) !== stored,
-		wrong: () => undefined,
-		progress: () => 'form.saving',
+		isChanged: () => JSON.stringify(publishedIds()) !== stored,
+		findInvalidField: () => undefined,
+		progressText: () => 'form.saving',
 		async save() {
-			const sent = JSON.stringify(published());
+			const sent = JSON.stringify(publishedIds());
 			const result = await call('saveCollection', { exposed_collections: sent });
-			if (!result.ok) return frame.fail('common.save_failed', result.failure);
+			if (!result.ok) return frame.showFailure('common.save_failed', result.failure);
 			stored = sent;
 			return 'form.saved';
 		},
 		discard() {
-			const before = new Set(JSON.parse(stored));
-			for (const { id, box } of entries) box.checked = before.has(id);
-			tellCount();
-			bar.say(undefined);
+			const storedIds = new Set(JSON.parse(stored));
+			for (const { id, box } of items) box.checked = storedIds.has(id);
+			showCount();
+			bar.showMessage(undefined);
 		},
 	});
 
-	frame.body.addEventListener('input', tellCount);
-	tellCount();
-	if (entries.length === 0) {
-		frame.body.replaceChildren(card(undefined, h('p.empty', 'collections.empty')));
-		return;
-	}
-	frame.body.replaceChildren(card(undefined,
-		h('div.toolbar', {}, searchField(search), count,
-			h('span.buttons', {}, button('collections.all', () => check(true), { kind: 'small' }),
-				button('collections.none', () => check(false), { kind: 'small' }))),
-		h('ul.collections', {}, ...sorted(entries).map(({ node }) => node)), none), bar.node);
+	const toolbar = h('div.toolbar', {}, searchField(search), count,
+		h('span.buttons', {},
+			button('collections.select_all', () => checkVisible(true), { kind: 'small' }),
+			button('collections.select_none', () => checkVisible(false), { kind: 'small' })));
+	const listed = h('ul.collections', {}, ...sortItems(items).map(({ node }) => node));
+	frame.body.replaceChildren(card(undefined, toolbar, listed, noMatch), bar.node);
+	frame.body.addEventListener('input', showCount);
+	showCount();
 }
 
 export const collections = { name: 'collections', open };

@@ -1,64 +1,98 @@
-// Language, menu style, network interface and advertisement expiry.
+// The section "General": language and style of the menus, network interface, expiry of announcements.
 import { appliance } from './appliance.js';
 import { call } from './backend.js';
 import { choice, number } from './fields.js';
 import { settingsSection } from './settings_form.js';
-import { foreign, h } from './widgets.js';
+import { externalText, h, nameOption } from './widgets.js';
 
-const previews = new Map(); // the daemon's texts by language, fetched once
+const menuTexts = new Map(); // language -> the daemon's menu texts, loaded once
 
-async function languageTexts(lang) {
-	if (!previews.has(lang)) {
+async function loadMenuTexts(lang) {
+	if (!menuTexts.has(lang)) {
 		const result = await call('getdmslangtext', { lang });
 		if (!result.ok) return undefined;
-		previews.set(lang, result.answer.text?.mediaservice ?? {});
+		menuTexts.set(lang, result.answer.text?.mediaservice ?? {});
 	}
-	return previews.get(lang);
+	return menuTexts.get(lang);
 }
 
-// Beside the language choice: what the players will show.
+// Adds to the choice of the language the texts that players show in the menus.
 function addPreview(frame, { fields }) {
 	const language = fields.get('language');
 	const body = h('div');
-	const node = h('details.preview', {}, h('summary', 'general.preview'), body);
-	let latest;
+	const preview = h('details.preview', {}, h('summary', 'general.preview'), body);
+	let shownLanguage;
 
 	async function show() {
 		const lang = language.get();
-		if (!node.open || lang === latest) return;
-		latest = lang;
-		const texts = await languageTexts(lang);
-		if (lang !== latest) return;
-		if (!texts) latest = undefined;
-		const entries = Object.entries(texts ?? {});
-		body.replaceChildren(entries.length === 0
-			? h('p.help', texts ? 'general.no_preview' : 'errors.plain')
-			: h('ul.preview-texts', { lang: '' }, ...entries.map(([key, value]) => h('li', { 'data-key': key }, foreign(value)))));
+		if (!preview.open || lang === shownLanguage) return;
+		shownLanguage = lang;
+		const texts = await loadMenuTexts(lang);
+		if (lang !== shownLanguage) return; // another language was chosen in the meantime
+		if (!texts) {
+			shownLanguage = undefined;
+			body.replaceChildren(h('p.help', 'errors.plain'));
+			return;
+		}
+		const items = Object.values(texts).map((value) => h('li', {}, externalText(value)));
+		body.replaceChildren(items.length > 0
+			? h('ul.preview-texts', { lang: '' }, ...items)
+			: h('p.help', 'general.no_preview'));
 	}
-	language.node.append(node);
-	node.addEventListener('toggle', show);
+
+	language.node.append(preview);
+	preview.addEventListener('toggle', show);
 	language.node.addEventListener('change', show);
 }
-
-const withStored = (values, options) => (values ?? []).map(options);
 
 export const general = settingsSection({
 	name: 'general',
 	load: 'load_general_page',
 	save: 'save_general_page',
-	restartLine: 435,
+	restartFailureNumber: 435,
 	rows: [
-		{ field: 'language', kind: choice, limit: 31,
-			options: () => withStored(appliance.languages, ({ code, name }) => ({ value: code, name })),
-			other: true, lines: [406], keep: true },
-		{ field: 'templatetype', kind: choice, limit: 31,
-			options: () => withStored(appliance.menuStyles, (name) => ({ value: name, name })),
-			other: true, lines: [417], keep: true },
-		{ field: 'dmsInterface', kind: choice, limit: 31,
-			options: ({ network }) => withStored(network, ({ value, display }) => ({ value, name: `${display} (${value})` })),
-			strange: 'general.interface_gone', lines: [426], keep: true, group: 'general.network' },
-		{ field: 'ssdp_advr', kind: number, unit: 'general.seconds',
-			least: 5, limit: 15, judgeAlways: true, lines: [399] },
+		{
+			field: 'language',
+			kind: choice,
+			options: () => appliance.languages.map(({ code, name }) => h('option', { value: code }, name)),
+			allowsOther: true,
+			limit: 31,
+			defaultValue: 'enu',
+			failureNumbers: [406],
+			keepIfAbsent: true,
+		},
+		{
+			field: 'templatetype',
+			kind: choice,
+			options: () => appliance.menuStyles.map((name) => nameOption('menu_styles', name)),
+			unlistedOption: (name) => nameOption('menu_styles', name),
+			allowsOther: true,
+			limit: 31,
+			defaultValue: 'simple',
+			failureNumbers: [417],
+			keepIfAbsent: true,
+		},
+		{
+			field: 'dmsInterface',
+			group: 'general.network',
+			kind: choice,
+			options: ({ network }) => (network ?? []).map(({ value, display }) =>
+				h('option', { value }, `${display} (${value})`)),
+			unlistedOption: (value) => h('option', { value, text: ['general.interface_gone', { value }] }),
+			limit: 31,
+			failureNumbers: [426],
+			keepIfAbsent: true,
+		},
+		{
+			field: 'ssdp_advr',
+			kind: number,
+			unit: 'general.seconds',
+			min: 5,
+			limit: 15,
+			defaultValue: '920',
+			failureNumbers: [399],
+			checkUnchanged: true,
+		},
 	],
-	after: addPreview,
+	addToForm: addPreview,
 });

@@ -1,48 +1,50 @@
-// The daemon's log: whether it is written, its download and its deletion.
+// The section "Logs": whether the daemon writes its log, and the download and the deletion of all logs.
 import { call, download } from './backend.js';
+import { ask } from './dialogs.js';
 import { toggle } from './fields.js';
 import { settingsSection } from './settings_form.js';
-import { ask, button, card, task } from './widgets.js';
+import { button, card, taskRow } from './widgets.js';
 
-const DOWNLOAD_PAUSE = 3000; // milliseconds; the browser doesn't say when a download begins
-const QUESTION = { title: 'logs.delete', body: 'logs.delete_body', yes: 'common.delete' };
+const DOWNLOAD_PAUSE = 3000; // milliseconds until the next download; the browser doesn't report when one begins
 
 function addTasks(frame, { bar }) {
-	let downloading = false;
+	let mayDownload = true;
 
-	function startDownload() {
-		if (downloading) return;
-		downloading = true;
-		setTimeout(() => (downloading = false), DOWNLOAD_PAUSE);
-		frame.clear();
-		download('downloadlog', (failure) => {
-			frame.fail('common.failed', failure);
-		});
+	function downloadLogs() {
+		if (!mayDownload) return;
+		mayDownload = false;
+		setTimeout(() => (mayDownload = true), DOWNLOAD_PAUSE);
+		frame.clearNotice();
+		download('downloadlog', (failure) => frame.showFailure('common.failed', failure));
 	}
 
 	async function deleteLogs() {
-		if (!(await ask(QUESTION))) return;
-		await bar.during('common.loading', async () => {
+		const isConfirmed = await ask({ title: 'logs.delete', body: 'logs.delete_body', confirm: 'common.delete' });
+		if (!isConfirmed) return;
+		await bar.runTask('logs.deleting', async () => {
 			const result = await call('clearlog');
 			if (result.ok) return 'logs.deleted';
-			frame.fail('common.failed', result.failure);
+			frame.showFailure('common.failed', result.failure);
 			return undefined;
 		});
 	}
 
 	bar.node.before(card(undefined,
-		task('logs.download', button('common.download', startDownload)),
-		task('logs.delete', button('common.delete', deleteLogs, { kind: 'danger' }))));
+		taskRow('logs.download', button('common.download', downloadLogs)),
+		taskRow('logs.delete', button('common.delete', deleteLogs, { kind: 'danger' }))));
 }
 
 export const logs = settingsSection({
 	name: 'logs',
 	load: 'loadlogconf',
 	save: 'applylogconf',
-	restartLine: 0,
+	restartFailureNumber: 0,
 	rows: [
-		{ field: 'dmslog', kind: toggle,
-			lines: [1095, 1101] },
+		{
+			field: 'dmslog',
+			kind: toggle,
+			failureNumbers: [1095, 1101],
+		},
 	],
-	after: addTasks,
+	addToForm: addTasks,
 });

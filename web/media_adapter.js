@@ -1,34 +1,82 @@
-// What the media server converts for players, and how it names kinds of files to them.
-import { list, toggle } from './fields.js';
+// The section "Conversion": what the media server converts for players, and how it describes files to them.
+import { toggle } from './fields.js';
+import { list } from './list_field.js';
 import { settingsSection } from './settings_form.js';
 
 const EXTENSION = /^[^;,=./\s]+$/;
 const MIME_TYPE = /^[\w!#$&^.+-]+\/[\w!#$&^.+-]+$/; // the names of RFC 6838
+const EXTENSION_COLUMN = { label: 'media.extension', pattern: EXTENSION, error: 'media.invalid_extension' };
 
 export const mediaAdapter = settingsSection({
 	name: 'media',
 	load: 'load_dma_page',
 	save: 'save_dma_page',
-	restartLine: 908,
+	restartFailureNumber: 908,
 	rows: [
-		{ field: 'flactranscoding', kind: toggle, lines: [773, 778],
-			group: 'media.audio' },
-		{ field: 'aactranscoding', kind: toggle, lines: [790, 795] },
-		{ field: 'oggtranscoding', kind: toggle, lines: [807, 812] },
-		{ field: 'aifftranscoding', kind: toggle, lines: [824, 829] },
-		{ field: 'downsample_audio_transcoding', kind: toggle, lines: [841, 846] },
-		{ field: 'videotranscoding', kind: toggle,
-			lines: [892], shown: 'support_video_transcoding', group: 'media.videos' },
-		{ field: 'videoextlist', kind: list, limit: 255,
-			separator: ';', columns: [{ label: 'media.extension', pattern: EXTENSION, wrong: 'media.wrong_extension' }],
-			standard: 'rm;rmvb;mkv', under: 'videotranscoding', lines: [900],
-			shown: 'support_video_transcoding' },
-		{ field: 'cmzmimetype', kind: toggle,
-			lines: [865, 871], group: 'media.compatibility' },
-		{ field: 'mimetypelist', kind: list, limit: 255, separator: ',',
-			columns: [{ label: 'media.extension', pattern: EXTENSION, wrong: 'media.wrong_extension' },
-				{ label: 'media.type', pattern: MIME_TYPE, wrong: 'media.wrong_type' }],
-			standard: 'avi=video/x-ms-video,wav=audio/x-wav', under: 'cmzmimetype', lines: [882] },
-		{ field: 'disable_access_right', kind: toggle, lines: [856] },
+		{
+			field: 'flactranscoding',
+			group: 'media.audio',
+			kind: toggle,
+			failureNumbers: [773, 778],
+		},
+		{
+			field: 'aactranscoding',
+			kind: toggle,
+			failureNumbers: [790, 795],
+		},
+		{
+			field: 'oggtranscoding',
+			kind: toggle,
+			failureNumbers: [807, 812],
+		},
+		{
+			field: 'aifftranscoding',
+			kind: toggle,
+			failureNumbers: [824, 829],
+		},
+		{
+			field: 'downsample_audio_transcoding',
+			kind: toggle,
+			failureNumbers: [841, 846],
+		},
+		{
+			field: 'videotranscoding',
+			group: 'media.videos',
+			kind: toggle,
+			failureNumbers: [892],
+			shownIf: 'support_video_transcoding',
+		},
+		{
+			field: 'videoextlist',
+			kind: list,
+			separator: ';',
+			columns: [EXTENSION_COLUMN],
+			limit: 255,
+			defaultValue: 'rm;rmvb;mkv',
+			failureNumbers: [900],
+			enabledBy: 'videotranscoding',
+			shownIf: 'support_video_transcoding',
+		},
+		{
+			field: 'cmzmimetype',
+			group: 'media.compatibility',
+			kind: toggle,
+			failureNumbers: [865, 871],
+		},
+		{
+			field: 'mimetypelist',
+			kind: list,
+			separator: ',',
+			columns: [EXTENSION_COLUMN, { label: 'media.type', pattern: MIME_TYPE, error: 'media.invalid_type' }],
+			limit: 255,
+			defaultValue: 'avi=video/x-ms-video,wav=audio/x-wav',
+			failureNumbers: [882],
+			enabledBy: 'cmzmimetype',
+		},
+		{
+			field: 'disable_access_right',
+			kind: toggle,
+			failureNumbers: [856],
+		},
 	],
 });

@@ -1,15 +1,18 @@
-// The templates that arrange the daemon's menus, as the XML that they are.
+// The section "Menu templates": an editor for the XML files that arrange the daemon's menus.
 import { appliance } from './appliance.js';
 import { call } from './backend.js';
-import { createSaveBar } from './frame.js';
+import { ask, askToDiscard } from './dialogs.js';
+import { createSaveBar } from './save_bar.js';
+import { createTemplateEditor } from './template_editor.js';
 import { setText } from './texts.js';
-import { ask, askToDiscard, button, byteLength, card, createError, h, switchInput } from './widgets.js';
-import { xmlError } from './xml.js';
+import { button, byteLength, card, createError, h, helpFor, nameOption, switchInput } from './widgets.js';
+import { findXmlError } from './xml.js';
 
-const NAME_LIMIT = 246; // bytes: a file's name has 255, of which the program takes menu_ and .xml
+const NAME_LIMIT = 246; // bytes: a file name has at most 255, and the program adds "menu_" and ".xml"
+const OBJECT_URL_LIFETIME = 60000; // milliseconds; the browser doesn't report when it has saved the file
 
-// The text of a file, or nothing when it is no UTF-8. A byte order mark stays.
-function decoded(bytes) {
+// Returns the text of a file, with its byte order mark, or undefined if the file is not UTF-8.
+function decode(bytes) {
 	try {
 		return new TextDecoder('utf-8', { fatal: true, ignoreBOM: true }).decode(bytes);
 	} catch {
@@ -17,159 +20,165 @@ function decoded(bytes) {
 	}
 }
 
-function wrongName(name) {
-	if (name === '') return ['common.empty'];
-	if (/[/\p{Cc}]/u.test(name)) return ['menu.wrong_name'];
-	if (byteLength(name) > NAME_LIMIT) return ['common.too_long', { used: byteLength(name), limit: NAME_LIMIT }];
+function findNameError(name) {
+	const used = byteLength(name);
+	if (name === '') return 'common.empty';
+	if (/[/\p{Cc}]/u.test(name)) return 'menu.invalid_name';
+	if (used > NAME_LIMIT) return ['common.too_long', { used, limit: NAME_LIMIT }];
 	return undefined;
 }
 
-// A text area that takes the tab key until Escape is pressed. Line ends stay as they were.
-function createEditor(id) {
-	const area = h('textarea', { id, class: 'code', rows: '20', spellcheck: 'false', autocapitalize: 'off', wrap: 'off',
-		'aria-describedby': `${id}-help ${id}-error` });
-	let tabs = true;
-	let lineEnd = '\n';
-	area.addEventListener('keydown', (event) => {
-		if (event.key === 'Escape') tabs = false;
-		if (event.key !== 'Tab' || event.shiftKey || !tabs) return;
-		event.preventDefault();
-		document.execCommand('insertText', false, '\t'); // the one way that the browser can undo
+function createInputs() {
+	const names = h('datalist', { id: 'menu-names' },
+		...appliance.menuStyles.map((name) => nameOption('menu_styles', name)));
+	const nameInput = h('input', {
+		id: 'menu-name',
+		list: names.id,
+		autocomplete: 'off',
+		spellcheck: 'false',
+		'aria-describedby': 'menu-name-error',
 	});
-	area.addEventListener('blur', () => (tabs = true));
-	return {
-		area,
-		get: () => area.value.replaceAll('\n', lineEnd),
-		set(text) {
-			lineEnd = text.includes('\r\n') ? '\r\n' : '\n';
-			area.value = text;
-			area.setSelectionRange(0, 0);
-		},
-		goTo({ line, column }) {
-			const before = area.value.split('\n').slice(0, line - 1).reduce((sum, one) => sum + one.length + 1, 0);
-			const at = Math.min(before + column - 1, area.value.length);
-			area.focus();
-			area.setSelectionRange(at, at);
-		},
-	};
+	const fileInput = h('input', {
+		type: 'file',
+		accept: '.xml,text/xml,application/xml',
+		hidden: true,
+		label: 'menu.open_file',
+	});
+	return { names, nameInput, fileInput, restartSwitch: switchInput({ id: 'menu-restart' }) };
 }
 
 async function open(frame) {
-	const choices = h('datalist', { id: 'menu-names' }, ...appliance.menuStyles.map((value) => h('option', { value })));
-	const name = h('input', { id: 'menu-name', list: choices.id, autocomplete: 'off', spellcheck: 'false',
-		'aria-describedby': 'menu-name-error' });
-	const nameError = createError('menu-name-error', () => [name]);
-	const editor = createEditor('menu-text');
-	const textError = createError('menu-text-error', () => [editor.area]);
-	const state = h('p.help', { role: 'status' });
-	const restart = switchInput({ id: 'menu-restart' });
-	const file = h('input', { type: 'file', accept: '.xml,text/xml,application/xml', hidden: true, label: 'menu.open_file' });
+	const { names, nameInput, fileInput, restartSwitch } = createInputs();
+	const nameError = createError('menu-name-error', () => [nameInput]);
+	const editor = createTemplateEditor('menu-text');
+	const editorError = createError('menu-text-error', () => [editor.area]);
+	const status = h('p.help', { role: 'status' }); // where the text in the editor comes from
 	let stored = { name: '', text: '' };
-	let failedPlace;
+	let xmlError;
 
-	const textChanged = () => editor.get() !== stored.text;
-	const mayReplace = async () => !textChanged() || askToDiscard();
+	const isTextChanged = () => editor.get() !== stored.text;
+	const mayReplaceText = async () => !isTextChanged() || askToDiscard();
+	const checkName = () => nameError.show(findNameError(nameInput.value));
 
-	const nameIsWrong = () => nameError.show(wrongName(name.value));
-
-	function textIsWrong() {
-		failedPlace = xmlError(editor.get());
-		return textError.show(failedPlace && ['menu.not_well_formed', failedPlace]);
+	function checkXml() {
+		xmlError = findXmlError(editor.get());
+		return editorError.show(xmlError && ['menu.not_well_formed', xmlError]);
 	}
 
-	// Another text in the editor: a stored one, or one to be saved.
-	function show(text, told, isStored) {
+	// Puts a text into the editor. It is the stored one, or one that can be saved.
+	function show(text, statusText, isStored) {
 		editor.set(text);
-		if (isStored) stored = { name: name.value, text: editor.get() };
-		textError.show();
-		setText(state, ...told);
+		if (isStored) stored = { name: nameInput.value, text: editor.get() };
+		editorError.show(undefined);
+		setText(status, statusText);
 		editor.area.dispatchEvent(new Event('input', { bubbles: true }));
 	}
 
-	function showBytes(bytes, ...more) {
-		const text = decoded(bytes);
-		if (text === undefined) frame.fail('common.failed', { kind: 'encoding' }, { encoding: ['menu.no_utf8'] });
-		else show(text, ...more);
+	function showBytes(bytes, statusText, isStored) {
+		const text = decode(bytes);
+		if (text === undefined) {
+			const texts = { encoding: ['menu.not_utf8', 'menu.not_utf8_do'] };
+			frame.showFailure('common.failed', { kind: 'encoding' }, texts);
+		} else {
+			show(text, statusText, isStored);
+		}
 	}
 
-	// A template that isn't there is a new one, not a failure.
+	// Loading a template that does not exist begins a new one.
 	async function load() {
-		if (nameIsWrong()) return name.focus();
-		if (!(await mayReplace())) return undefined;
-		return bar.during('common.loading', async () => {
-			const result = await call('loadmenu', { template: name.value });
-			const told = [result.ok ? 'menu.loaded' : 'menu.new', { name: name.value }];
-			if (result.ok) showBytes(result.bytes, told, true);
-			else if (result.failure.kind === 'plain') show('', told, true);
-			else frame.fail('common.failed', result.failure);
+		if (checkName()) return nameInput.focus();
+		if (!(await mayReplaceText())) return undefined;
+		return bar.runTask('common.loading', async () => {
+			const name = nameInput.value;
+			const result = await call('loadmenu', { template: name });
+			if (result.ok) showBytes(result.bytes, ['menu.loaded', { name }], true);
+			else if (result.failure.kind === 'plain') show('', ['menu.new', { name }], true);
+			else frame.showFailure('common.failed', result.failure);
 		});
 	}
 
 	async function openFile() {
-		const [chosen] = file.files;
-		if (chosen && (await mayReplace())) showBytes(await chosen.arrayBuffer(), ['menu.from_file', { file: chosen.name }], false);
-		file.value = '';
+		const [file] = fileInput.files;
+		if (file && (await mayReplaceText())) {
+			showBytes(await file.arrayBuffer(), ['menu.from_file', { file: file.name }], false);
+		}
+		fileInput.value = ''; // so that the same file can be chosen again
 	}
 
 	function saveToFile() {
-		const link = h('a', { download: `menu_${name.value}.xml` });
+		const link = h('a', { download: `menu_${nameInput.value}.xml` });
 		link.href = URL.createObjectURL(new Blob([editor.get()], { type: 'application/xml' }));
 		link.click();
-		setTimeout(() => URL.revokeObjectURL(link.href), 60000);
+		setTimeout(() => URL.revokeObjectURL(link.href), OBJECT_URL_LIFETIME);
 	}
 
-	const isStored = async (template, content) => {
+	async function isStoredAs(template, content) {
 		const result = await call('loadmenu', { template });
-		return result.ok && decoded(result.bytes) === content;
-	};
+		return result.ok && decode(result.bytes) === content;
+	}
 
-	// Another template's name may be one that exists already.
+	// Asks if the user has entered the name of another template that exists.
 	async function mayOverwrite(template) {
-		if (template === stored.name || !(await call('loadmenu', { template })).ok) return true;
-		return ask({ title: ['menu.overwrite', { name: template }], yes: 'common.replace' });
+		if (template === stored.name) return true;
+		const result = await call('loadmenu', { template });
+		return !result.ok || ask({ title: ['menu.overwrite', { name: template }], confirm: 'common.replace' });
+	}
+
+	// A failure of this action does not say whether the template was saved and only the restart failed.
+	async function save() {
+		const [template, content, restarts] = [nameInput.value, editor.get(), restartSwitch.checked];
+		if (!(await mayOverwrite(template))) return undefined;
+		const result = await call('savemenu', { template, content, restartserver: String(restarts) });
+		const mayBeSaved = result.ok || (restarts && result.failure.kind === 'plain');
+		const isSaved = result.ok || (mayBeSaved && (await isStoredAs(template, content)));
+		if (isSaved) {
+			stored = { name: template, text: content };
+			setText(status, ['menu.loaded', { name: template }]);
+		}
+		if (result.ok) return restarts ? 'form.saved_restarted' : 'form.saved';
+		const texts = isSaved ? { plain: ['menu.not_restarted', 'errors.restart_do'] } : {};
+		frame.showFailure('common.save_failed', result.failure, texts);
+		return isSaved ? 'form.saved' : undefined;
 	}
 
 	const bar = createSaveBar(frame, {
-		changed: () => textChanged() || name.value !== stored.name,
-		wrong() {
-			if (nameIsWrong()) return name;
-			return textIsWrong() && { focus: () => editor.goTo(failedPlace) };
+		isChanged: () => isTextChanged() || nameInput.value !== stored.name,
+		findInvalidField() {
+			if (checkName()) return nameInput;
+			return checkXml() && { focus: () => editor.moveCursorTo(xmlError) };
 		},
-		progress: () => (restart.checked ? ['form.restarting', { settings: [['menu.template', {}]] }] : 'form.saving'),
-		async save() {
-			const [template, content, restarts] = [name.value, editor.get(), restart.checked];
-			if (!(await mayOverwrite(template))) return undefined;
-			const result = await call('savemenu', { template, content, restartserver: String(restarts) });
-			const saved = result.ok || (restarts && result.failure.kind === 'plain' && (await isStored(template, content)));
-			if (saved) {
-				stored = { name: template, text: content };
-				setText(state, 'menu.loaded', { name: template });
-			}
-			if (result.ok) return restarts ? 'form.saved_restarted' : 'form.saved';
-			frame.fail('common.save_failed', result.failure, saved ? { plain: ['menu.not_restarted', 'errors.restart_do'] } : {});
-			return saved ? 'form.saved' : undefined;
+		progressText() {
+			const settings = [['menu.template', {}]];
+			return restartSwitch.checked ? ['form.restarting', { settings }] : 'form.saving';
 		},
+		save,
 		discard() {
-			name.value = stored.name;
+			nameInput.value = stored.name;
 			show(stored.text, ['menu.loaded', { name: stored.name }], true);
 		},
 	});
-	frame.isChanged = textChanged;
+	frame.isChanged = isTextChanged; // another name alone is no loss
 
-	name.addEventListener('keydown', (event) => event.key === 'Enter' && load());
-	name.addEventListener('input', () => nameError.node.hidden || nameIsWrong());
-	editor.area.addEventListener('input', () => textError.node.hidden || textIsWrong());
-	file.addEventListener('change', openFile);
-	frame.body.replaceChildren(card(undefined,
-		h('div.template-name', {}, h('label', { for: name.id, text: 'menu.template' }), name, choices,
-			button('common.load', load)), nameError.node,
-		h('div.editor-head', {}, h('label', { for: 'menu-text', text: 'menu.text' }), state,
-			button('menu.open_file', () => file.click(), { kind: 'small' }), file,
-			button('menu.save_file', saveToFile, { kind: 'small' })),
-		editor.area, textError.node, h('p.help', { id: 'menu-text-help', text: 'menu.text_help' }),
-		h('div.field', {}, h('label', { for: restart.id, text: 'menu.restart' }), restart)), bar.node);
-	[name.value = ''] = appliance.menuStyles;
-	if (name.value) await load();
+	nameInput.addEventListener('keydown', (event) => event.key === 'Enter' && load());
+	nameInput.addEventListener('input', () => nameError.node.hidden || checkName());
+	editor.area.addEventListener('input', () => editorError.node.hidden || checkXml());
+	fileInput.addEventListener('change', openFile);
+
+	const nameRow = h('div.template-name', {},
+		h('label', { for: nameInput.id, text: 'menu.template' }), nameInput, names, button('common.load', load));
+	const editorHead = h('div.editor-head', {},
+		h('label', { for: editor.area.id, text: 'menu.text' }), status,
+		button('menu.open_file', () => fileInput.click(), { kind: 'small' }), fileInput,
+		button('menu.save_file', saveToFile, { kind: 'small' }));
+	const restartRow = h('div.field', {},
+		h('div.field-text', {}, h('label', { for: restartSwitch.id, text: 'menu.restart' }), helpFor('menu.restart')),
+		restartSwitch);
+	frame.body.replaceChildren(
+		card(undefined, nameRow, nameError.node, editorHead, editor.area, editorError.node,
+			helpFor('menu.text', `${editor.area.id}-help`), restartRow),
+		bar.node);
+	[nameInput.value = ''] = appliance.menuStyles;
+	if (nameInput.value) await load();
 }
 
 export const menu = { name: 'menu', open };

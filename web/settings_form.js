@@ -1,34 +1,48 @@
-// The one routine behind the settings sections: a table of rows becomes a form, its changes a save.
-// A section: { name, load, save, restartLine, rows, after(frame, form) }. A row:
-//   field     the member of the load and the field of the save; its name is the text `section.field`, what it means
-//             `section.field_help`
-//   kind      of fields.js, and what that kind wants
-//   group     the heading of a new card
-//   limit     its bytes
-//   reload    true where a change needs no restart of the daemon
-//   lines     where a save failed at it
-//   under     the switch without which the program doesn't look at it
-//   keep      true where the program leaves it as it is when it isn't sent
-//   shown, usable   members of the load without which there is no field, or one out of use; `why` says why
+// The form of a section that consists of settings: a table of rows becomes fields, their changes become one save.
+//
+// A section: { name, load, save, restartFailureNumber, rows, addToForm(frame, { fields, bar }) }
+//   load, save             the program's actions
+//   restartFailureNumber   what the program reports if everything is saved and the restart fails
+//   addToForm              adds to the form what is not a setting; optional
+//
+// A row:
+//   field            the name of the setting in the load and in the save; its label is the text SECTION.FIELD, its help
+//                    the text SECTION.FIELD_help
+//   kind             a function of fields.js or list_field.js, which say what else the row contains
+//   group            the title of a new card, which begins with this field
+//   limit            the byte limit of the value; a terminating zero byte is not included
+//   defaultValue     the value that the program uses if none is stored
+//   reload           true if a change makes the daemon reload its settings; any other change restarts it
+//   failureNumbers   what the program reports if it can't save this setting
+//   enabledBy        the program ignores this field unless that switch field is on
+//   keepIfAbsent     true if the program keeps the stored value when the field is not sent; the page then sends it only
+//                    if it is changed
+//   checkUnchanged   true if the value is checked before each save, since the stored one may be invalid
+//   shownIf          a member of the load; the field is left out unless it is true
+//   usableIf         a member of the load; unless it is true the field is disabled and shows the text `unusableReason`
+//
+// Failure numbers (546, 599, ...) tell the page and support which step of a save failed. They never change.
 import { unsupportedReason } from './appliance.js';
 import { call } from './backend.js';
-import { createField } from './fields.js';
-import { createSaveBar } from './frame.js';
+import { createField } from './form_field.js';
+import { createSaveBar } from './save_bar.js';
 import { card } from './widgets.js';
 
-export function settingsSection(page) {
-	return { ...page, open: (frame) => openForm(page, frame) };
+export function settingsSection(section) {
+	return { ...section, open: (frame) => openForm(section, frame) };
 }
 
-const storedValues = (page, data) =>
-	Object.fromEntries(page.rows.filter(({ field }) => data[field] !== undefined).map(({ field }) => [field, String(data[field])]));
-
-function createFields(page, data) {
-	const rows = page.rows.filter((row) => data[row.field] !== undefined && (!row.shown || data[row.shown]));
-	return new Map(rows.map((row) => [row.field, createField(row, data, page.name)]));
+function storedValues(section, data) {
+	const loaded = section.rows.filter(({ field }) => data[field] !== undefined);
+	return Object.fromEntries(loaded.map(({ field }) => [field, String(data[field])]));
 }
 
-function cards(fields) {
+function createFields(section, data) {
+	const rows = section.rows.filter((row) => data[row.field] !== undefined && (!row.shownIf || data[row.shownIf]));
+	return new Map(rows.map((row) => [row.field, createField(row, data, section.name)]));
+}
+
+function createCards(fields) {
 	const groups = [];
 	for (const { row, node } of fields.values()) {
 		if (row.group || groups.length === 0) groups.push({ title: row.group, nodes: [] });
@@ -37,60 +51,70 @@ function cards(fields) {
 	return groups.map(({ title, nodes }) => card(title, ...nodes));
 }
 
-async function openForm(page, frame) {
-	const { data } = await frame.load(() => call(page.load));
-	const fields = createFields(page, data);
-	let stored = storedValues(page, data);
+async function openForm(section, frame) {
+	const { data } = await frame.load(() => call(section.load));
+	const fields = createFields(section, data);
+	let stored = storedValues(section, data);
 
-	const valueOf = (name) => fields.get(name)?.get() ?? stored[name];
-	const isLookedAt = ({ under }) => !under || valueOf(under) === 'true';
-	const isChanged = (row) => row.field in stored && isLookedAt(row) && valueOf(row.field) !== stored[row.field];
-	const changedRows = () => page.rows.filter(isChanged);
+	const labelOf = ({ field }) => [`${section.name}.${field}`, {}];
+	const valueOf = (field) => fields.get(field)?.get() ?? stored[field];
+	const isEnabled = ({ enabledBy }) => !enabledBy || valueOf(enabledBy) === 'true';
+	const isChanged = (row) => row.field in stored && isEnabled(row) && valueOf(row.field) !== stored[row.field];
+	const changedRows = () => section.rows.filter(isChanged);
+	const rowsThatRestart = () => changedRows().filter(({ reload }) => !reload);
 
 	function enableFields() {
 		for (const field of fields.values()) {
 			const { row } = field;
-			const unsupported = unsupportedReason(row.field);
-			const usable = !row.usable || data[row.usable];
-			field.enable(unsupported === undefined && usable && isLookedAt(row), unsupported ?? (usable ? undefined : [row.why]));
+			const isUsable = !row.usableIf || data[row.usableIf];
+			const reason = unsupportedReason(row.field) ?? (isUsable ? undefined : row.unusableReason);
+			field.enable(reason === undefined && isEnabled(row), reason);
 		}
 	}
 
 	function showStored() {
 		for (const [name, field] of fields) field.set(stored[name]);
 		enableFields();
-		bar.say(undefined);
+		bar.showMessage(undefined);
 	}
 
-	// After a failure some of it may be stored: what differs now is what is still to be saved.
-	async function failed(failure) {
-		const row = page.rows.find(({ lines }) => lines?.includes(failure.line));
-		const own = {};
-		if (row) own.report = ['errors.setting', 'errors.report_do'];
-		if (failure.line === page.restartLine) own.report = ['errors.restart', 'errors.restart_do'];
+	// A save that failed may have saved some settings. The changes are then those that differ from what is stored now.
+	async function showSaveFailure(failure) {
 		if (failure.kind === 'report') {
-			const now = await call(page.load);
-			if (now.ok) stored = storedValues(page, now.answer.data);
+			const result = await call(section.load);
+			if (result.ok) stored = storedValues(section, result.answer.data);
 		}
-		frame.fail('common.save_failed', { ...failure, setting: row && [`${page.name}.${row.field}`, {}] }, own);
-		if (row) fields.get(row.field)?.focus();
+		const row = section.rows.find(({ failureNumbers }) => failureNumbers.includes(failure.failureNumber));
+		if (row) {
+			const texts = { report: ['errors.setting', 'errors.report_do'] };
+			frame.showFailure('common.save_failed', { ...failure, setting: labelOf(row) }, texts);
+			fields.get(row.field)?.focus();
+		} else {
+			const isRestart = failure.failureNumber === section.restartFailureNumber;
+			const texts = isRestart ? { report: ['errors.restart', 'errors.restart_do'] } : {};
+			frame.showFailure('common.save_failed', failure, texts);
+		}
 	}
 
 	async function save() {
-		const rows = page.rows.filter((row) => row.field in stored && isLookedAt(row) && (isChanged(row) || !row.keep));
-		const restarts = changedRows().some(({ reload }) => !reload);
+		const restarts = rowsThatRestart().length > 0;
+		const rows = section.rows.filter((row) =>
+			row.field in stored && isEnabled(row) && (isChanged(row) || !row.keepIfAbsent));
 		const sent = Object.fromEntries(rows.map(({ field }) => [field, valueOf(field)]));
-		const result = await call(page.save, sent);
-		if (!result.ok) return failed(result.failure);
+		const result = await call(section.save, sent);
+		if (!result.ok) return showSaveFailure(result.failure);
 		stored = { ...stored, ...sent };
 		return restarts ? 'form.saved_restarted' : 'form.saved';
 	}
 
 	const bar = createSaveBar(frame, {
-		changed: () => changedRows().length > 0,
-		wrong: () => [...fields.values()].filter(({ row }) => isChanged(row) || row.judgeAlways).find((field) => field.check()),
-		progress() {
-			const settings = changedRows().filter(({ reload }) => !reload).map(({ field }) => [`${page.name}.${field}`, {}]);
+		isChanged: () => changedRows().length > 0,
+		findInvalidField() {
+			const checked = [...fields.values()].filter(({ row }) => isChanged(row) || row.checkUnchanged);
+			return checked.find((field) => field.check());
+		},
+		progressText() {
+			const settings = rowsThatRestart().map(labelOf);
 			return settings.length > 0 ? ['form.restarting', { settings }] : 'form.saving';
 		},
 		save,
@@ -98,6 +122,6 @@ async function openForm(page, frame) {
 	});
 	frame.body.addEventListener('input', enableFields);
 	showStored();
-	frame.body.replaceChildren(...cards(fields), bar.node);
-	page.after?.(frame, { fields, bar });
+	frame.body.replaceChildren(...createCards(fields), bar.node);
+	section.addToForm?.(frame, { fields, bar });
 }

@@ -1,26 +1,28 @@
-// What every section is made of: elements, buttons, switches, questions. Text goes in as text, by its key or as a node.
+// The parts that every section is built from: elements, buttons, switches, cards. They insert text as text, never as
+// markup. texts.js says how a text is given.
 import { hasText, setText } from './texts.js';
 
-const SVG = 'http://www.w3.org/2000/svg';
-const ATTRIBUTE_TEXTS = { label: 'aria-label', placeholder: 'placeholder', title: 'title' };
-let identifiers = 0;
+const SVG_NAMESPACE = 'http://www.w3.org/2000/svg';
+const TEXT_ATTRIBUTES = { label: 'aria-label', placeholder: 'placeholder', title: 'title' };
+let lastId = 0;
 
-export const newId = (stem) => `${stem}-${(identifiers += 1)}`;
-const keyAndValues = (value) => (Array.isArray(value) ? value : [value, {}]);
+export const newId = (prefix) => `${prefix}-${(lastId += 1)}`;
 export const byteLength = (value) => new TextEncoder().encode(value).length;
 
-// An element, by its tag and classes: h('p.help', 'logs.intro'). What follows is its text, a key or [key, values], or an
-// object: `text`, `label`, `placeholder` and `title` are such texts, `on` holds listeners, all else are attributes, left
-// out when false or undefined. Children are nodes or texts of others, undefined for none.
-export function h(selector, what = {}, ...children) {
-	const { text, on = {}, ...attributes } = typeof what === 'string' || Array.isArray(what) ? { text: what } : what;
+// Creates an element: h('p.help', 'logs.intro'). The selector is its tag and its classes. The second argument is its
+// text or an object: `text`, `label` (aria-label), `placeholder` and `title` are texts, `on` contains listeners, and
+// all other members are attributes, which are left out if false or undefined. Children are nodes or strings that are
+// shown as they are; undefined ones are left out.
+export function h(selector, options = {}, ...children) {
+	const isText = typeof options === 'string' || Array.isArray(options);
+	const { text, on = {}, ...attributes } = isText ? { text: options } : options;
 	const [tag, ...classes] = selector.split('.');
 	const element = document.createElement(tag);
 	element.classList.add(...classes);
-	if (text) setText(element, ...keyAndValues(text));
+	if (text) setText(element, text);
 	for (const [name, value] of Object.entries(attributes)) {
 		if (value === undefined || value === false) continue;
-		if (name in ATTRIBUTE_TEXTS) setText(element, ...keyAndValues(value), ATTRIBUTE_TEXTS[name]);
+		if (name in TEXT_ATTRIBUTES) setText(element, value, TEXT_ATTRIBUTES[name]);
 		else element.setAttribute(name, value === true ? '' : value);
 	}
 	for (const [event, listener] of Object.entries(on)) element.addEventListener(event, listener);
@@ -28,12 +30,19 @@ export function h(selector, what = {}, ...children) {
 	return element;
 }
 
-// A text of others: names, titles. It may run in either direction and be of any length.
-export const foreign = (value, tag = 'bdi') => h(tag, { class: 'foreign', dir: 'auto' }, String(value));
+// Text that is not the page's: names, titles. It may run in either direction and may be of any length.
+export const externalText = (value, tag = 'bdi') => h(tag, { class: 'external-text', dir: 'auto' }, String(value));
+
+// An option for a name. The value is the name itself. Names that ship with the appliance are shown as the text
+// SECTION.NAME, all others as they are.
+export function nameOption(section, name) {
+	const key = `${section}.${name}`;
+	return hasText(key) ? h('option', { value: name, text: key }) : h('option', { value: name }, name);
+}
 
 export function icon(name) {
-	const image = document.createElementNS(SVG, 'svg');
-	const use = document.createElementNS(SVG, 'use');
+	const image = document.createElementNS(SVG_NAMESPACE, 'svg');
+	const use = document.createElementNS(SVG_NAMESPACE, 'use');
 	image.setAttribute('class', 'icon');
 	image.setAttribute('aria-hidden', 'true');
 	use.setAttribute('href', `#icon-${name}`);
@@ -46,64 +55,52 @@ export function button(text, onClick, { kind = '', image, ...attributes } = {}) 
 		image && icon(image), h('span', text));
 }
 
-// A button that shows its picture alone; its text is its name.
+// A button that shows only an icon. Its label is its accessible name and its tooltip.
 export function iconButton(image, label, onClick) {
-	return h('button', { type: 'button', class: 'button icon-button', label, title: label, on: { click: onClick } },
-		icon(image));
+	return h('button.button.icon-button', { type: 'button', label, title: label, on: { click: onClick } }, icon(image));
 }
 
 export function switchInput(attributes = {}) {
-	return h('input', { type: 'checkbox', role: 'switch', class: 'switch', ...attributes });
+	return h('input.switch', { type: 'checkbox', role: 'switch', ...attributes });
 }
 
-export function searchField(onInput) {
-	return h('div.search', {}, icon('search'),
-		h('input', { type: 'search', label: 'common.search', placeholder: 'common.search', autocomplete: 'off', spellcheck: 'false',
-			on: { input: (event) => onInput(event.target.value) } }));
+// Calls `onSearch` with the text of the field after each key.
+export function searchField(onSearch) {
+	return h('div.search', {}, icon('search'), h('input', {
+		type: 'search',
+		label: 'common.search',
+		placeholder: 'common.search',
+		autocomplete: 'off',
+		spellcheck: 'false',
+		on: { input: (event) => onSearch(event.target.value) },
+	}));
 }
 
+// Returns the help of what has this key, from the text KEY_help; undefined if there is none.
+export function helpFor(key, id) {
+	return hasText(`${key}_help`) ? h('p.help', { id, text: `${key}_help` }) : undefined;
+}
+
+// A card has a title, and a help if there is one for the title, or no title.
 export function card(title, ...children) {
+	if (!title) return h('section.card', {}, ...children);
 	const id = newId('card');
-	return h('section.card', { 'aria-labelledby': title && id }, title && h('h2', { id, text: title }),
-		...children);
+	return h('section.card', { 'aria-labelledby': id }, h('h2', { id, text: title }), helpFor(title), ...children);
 }
 
-// What a text means, where there is more to say.
-export const helpOf = (text, id) => (hasText(`${text}_help`) ? h('p.help', { id, text: `${text}_help` }) : undefined);
+// A line of a card with a heading, its help and a button.
+export function taskRow(heading, taskButton) {
+	return h('div.field', {}, h('div.field-text', {}, h('h3', heading), helpFor(heading)), taskButton);
+}
 
-// A line of a card with something to do; its text's help stands below it.
-export const task = (text, control) => h('div.field', {},
-	h('div.field-text', {}, h('h3', text), helpOf(text)), control);
-
-// What is wrong with some controls, in words below them; `show` takes a text or nothing, and gives it back.
+// The error below some controls. `show` shows a text, or hides the error if there is none, and returns the text.
 export function createError(id, controls) {
 	const node = h('p.error', { id, hidden: true });
-	const show = (wrong) => {
-		node.hidden = !wrong;
-		setText(node, ...(wrong ?? []));
-		for (const one of controls()) one.toggleAttribute('aria-invalid', Boolean(wrong));
-		return wrong;
+	const show = (text) => {
+		node.hidden = !text;
+		setText(node, text);
+		for (const control of controls()) control.toggleAttribute('aria-invalid', Boolean(text));
+		return text;
 	};
 	return { node, show };
 }
-
-// Asks before something is lost; true when the answer is yes. The harmless answer is the one at hand.
-export function ask({ title, body, yes }) {
-	const id = newId('question');
-	const dialog = h('dialog', { 'aria-labelledby': id, 'aria-describedby': `${id}-body` },
-		h('h2', { id, text: title }), body && h('p', { id: `${id}-body`, text: body }),
-		h('div.buttons', {},
-			button('common.cancel', () => dialog.close(), { autofocus: true }),
-			button(yes, () => dialog.close('yes'), { kind: 'danger' })));
-	document.body.append(dialog);
-	dialog.showModal();
-	return new Promise((resolve) => {
-		dialog.addEventListener('close', () => {
-			dialog.remove();
-			resolve(dialog.returnValue === 'yes');
-		});
-	});
-}
-
-export const askToDiscard = () =>
-	ask({ title: 'common.leave', body: 'common.leave_body', yes: 'common.discard' });

@@ -1,57 +1,75 @@
-// Where a text stops being well-formed XML 1.0. The browser's parser reports that with inline styles, which this page's
-// rules refuse.
+// Finds the place where a text stops being well-formed XML 1.0. The browser's own parser reports an error as a document
+// with inline styles, which this page's Content-Security-Policy forbids.
+const SPACE = '[\\t\\n\\r ]';
 const NAME = '[\\p{L}\\p{Nl}_:][\\p{L}\\p{N}\\p{M}_:.\\xB7-]*';
-const ATTRIBUTE = `[\\t\\n\\r ]+(${NAME})[\\t\\n\\r ]*=[\\t\\n\\r ]*("[^<"]*"|'[^<']*')`;
+const ATTRIBUTE = `${SPACE}+(${NAME})${SPACE}*=${SPACE}*("[^<"]*"|'[^<']*')`;
 const TOKEN = new RegExp([
 	'(?<comment><!--[^]*?-->)',
-	`(?<instruction><\\?${NAME}(?:[\\t\\n\\r ][^]*?)?\\?>)`,
+	`(?<instruction><\\?${NAME}(?:${SPACE}[^]*?)?\\?>)`,
 	'(?<cdata><!\\[CDATA\\[[^]*?\\]\\]>)',
-	`(?<doctype><!DOCTYPE[\\t\\n\\r ]+${NAME}[^<>[]*(?<subset>\\[[^\\]]*\\][\\t\\n\\r ]*)?>)`,
-	`</(?<end>${NAME})[\\t\\n\\r ]*>`,
-	`<(?<start>${NAME})(?<attributes>(?:${ATTRIBUTE})*)[\\t\\n\\r ]*(?<empty>/?)>`,
+	`(?<doctype><!DOCTYPE${SPACE}+${NAME}[^<>[]*(?<subset>\\[[^\\]]*\\]${SPACE}*)?>)`,
+	`</(?<end>${NAME})${SPACE}*>`,
+	`<(?<start>${NAME})(?<attributes>(?:${ATTRIBUTE})*)${SPACE}*(?<empty>/?)>`,
 	'(?<text>[^<]+)',
 ].join('|'), 'uy');
-const DECLARATION = /^<\?xml[\t\n\r ]+version=("1\.\d+"|'1\.\d+')([\t\n\r ]+encoding=("[\w.-]+"|'[\w.-]+'))?([\t\n\r ]+standalone=(["'])(yes|no)\5)?[\t\n\r ]*\?>$/;
-const REFERENCE = /&(?!(?:amp|lt|gt|quot|apos|#\d+|#x[\da-fA-F]+);)/;
-const NO_CHARACTER = /[^\t\n\r\x20-\uD7FF\uE000-\uFFFD\u{10000}-\u{10FFFF}]/u;
+const DECLARATION = new RegExp([
+	`^<\\?xml${SPACE}+version=("1\\.\\d+"|'1\\.\\d+')`,
+	`(${SPACE}+encoding=("[\\w.-]+"|'[\\w.-]+'))?`,
+	`(${SPACE}+standalone=("(yes|no)"|'(yes|no)'))?`,
+	`${SPACE}*\\?>$`,
+].join(''));
+const UNKNOWN_REFERENCE = /&(?!(?:amp|lt|gt|quot|apos|#\d+|#x[\da-fA-F]+);)/;
+const FORBIDDEN_CHARACTER = /[^\t\n\r\x20-\uD7FF\uE000-\uFFFD\u{10000}-\u{10FFFF}]/u;
 
-function duplicate(attributes) {
+function hasDuplicate(attributes) {
 	const names = [...attributes.matchAll(new RegExp(ATTRIBUTE, 'gu'))].map((match) => match[1]);
 	return new Set(names).size < names.length;
 }
 
-// The offset of what is wrong, or nothing.
-function wrongAt(text) {
-	const open = []; // the elements that are open: [name, offset]
-	let root = false;
-	let declared = false; // entities of the document's own
-	for (let at = text.startsWith('\uFEFF') ? 1 : 0, first = at; at < text.length; at = TOKEN.lastIndex) {
-		TOKEN.lastIndex = at;
-		const { groups: token } = TOKEN.exec(text) ?? {};
-		if (!token) return at;
-		const inside = open.length > 0;
-		const words = token.text ?? token.attributes ?? '';
-		if (!declared && REFERENCE.test(words)) return at + Math.max(0, text.slice(at).search(REFERENCE));
-		const wrong = token.comment?.slice(4, -3).match(/--|-$/)
-			|| (/^<\?xml[\s?]/i.test(token.instruction) && (at !== first || !DECLARATION.test(token.instruction)))
-			|| (token.cdata && !inside)
-			|| (token.doctype && (root || declared))
-			|| (token.end && open.pop()?.[0] !== token.end)
-			|| (token.start && ((!inside && root) || duplicate(token.attributes)))
-			|| (token.text && (inside ? token.text.includes(']]>') : /[^\t\n\r ]/.test(token.text)));
-		if (wrong) return at;
-		declared ||= Boolean(token.subset);
-		root ||= Boolean(token.start);
-		if (token.start && !token.empty) open.push([token.start, at]);
+// Whether a token may not be at its place. `state` says what came before it.
+function isMisplaced(token, state) {
+	const inRoot = state.openElements.length > 0;
+	if (token.comment) return /--|-$/.test(token.comment.slice(4, -3));
+	if (token.instruction) {
+		return /^<\?xml[\s?]/i.test(token.instruction) && !(state.isFirst && DECLARATION.test(token.instruction));
 	}
-	return root ? open.at(-1)?.[1] : text.length;
+	if (token.cdata) return !inRoot;
+	if (token.doctype) return state.hasRoot || state.definesEntities;
+	if (token.end) return state.openElements.at(-1)?.name !== token.end;
+	if (token.start) return (state.hasRoot && !inRoot) || hasDuplicate(token.attributes);
+	return inRoot ? token.text.includes(']]>') : /[^\t\n\r ]/.test(token.text);
 }
 
-// { line, column, found }, or nothing when it is well-formed.
-export function xmlError(text) {
-	const strange = text.search(NO_CHARACTER);
-	const offset = strange < 0 ? wrongAt(text) : strange;
+// Returns the offset of the first error, or undefined.
+function findErrorOffset(text) {
+	const state = { openElements: [], hasRoot: false, definesEntities: false, isFirst: true };
+	let offset = text.startsWith('\uFEFF') ? 1 : 0;
+	while (offset < text.length) {
+		TOKEN.lastIndex = offset;
+		const token = TOKEN.exec(text)?.groups;
+		if (!token) return offset;
+		// Entities that the document defines itself are not checked.
+		const words = token.text ?? token.attributes ?? '';
+		if (!state.definesEntities && UNKNOWN_REFERENCE.test(words)) {
+			return offset + Math.max(0, text.slice(offset).search(UNKNOWN_REFERENCE));
+		}
+		if (isMisplaced(token, state)) return offset;
+		if (token.subset) state.definesEntities = true;
+		if (token.start) state.hasRoot = true;
+		if (token.start && !token.empty) state.openElements.push({ name: token.start, offset });
+		if (token.end) state.openElements.pop();
+		state.isFirst = false;
+		offset = TOKEN.lastIndex;
+	}
+	return state.hasRoot ? state.openElements.at(-1)?.offset : text.length;
+}
+
+// Returns { line, column, found } of the first error, or undefined if the text is well-formed.
+export function findXmlError(text) {
+	const forbidden = text.search(FORBIDDEN_CHARACTER);
+	const offset = forbidden < 0 ? findErrorOffset(text) : forbidden;
 	if (offset === undefined) return undefined;
 	const lines = text.slice(0, offset).split('\n');
-	return { line: lines.length, column: lines.at(-1).length + 1, found: text.slice(offset, offset + 40).split('\n')[0] };
+	const found = text.slice(offset, offset + 40).split('\n')[0];
+	return { line: lines.length, column: lines.at(-1).length + 1, found };
 }

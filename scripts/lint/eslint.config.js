@@ -1,7 +1,7 @@
 import js from '@eslint/js';
 import globals from 'globals';
 
-// Text goes into the page as text.
+// The page inserts text as text, never as markup.
 const MARKUP = ['innerHTML', 'outerHTML', 'insertAdjacentHTML', 'setHTMLUnsafe', 'srcdoc', 'write', 'writeln'];
 
 export default [
@@ -21,6 +21,7 @@ export default [
       'no-unused-expressions': ['error', { allowShortCircuit: true, allowTernary: true }],
       eqeqeq: 'error',
       'max-lines': ['error', 300],
+      'max-len': ['error', { code: 120, tabWidth: 4, ignoreUrls: true, ignoreStrings: true }],
     },
   },
 ];

@@ -1,0 +1,50 @@
+// A setting in a form: its control with the label, the help, the reason why it can't be used, and the error.
+import { setText } from './texts.js';
+import { createError, h, helpFor, newId } from './widgets.js';
+
+export function createField(row, data, sectionName) {
+	const label = `${sectionName}.${row.field}`;
+	const id = newId(row.field);
+	const control = row.kind(row, data, id);
+	const reason = h('p.reason', { id: `${id}-reason`, hidden: true });
+	const error = createError(`${id}-error`, () => node.querySelectorAll('input, select, button'));
+	const node = h('div.field', { 'data-field': row.field },
+		h('div.field-text', {},
+			h('label', { id: `${id}-label`, for: id, text: label }), helpFor(label, `${id}-help`), reason),
+		h('div.field-control', {}, control.node),
+		error.node);
+	node.classList.toggle('wide', control.isWide === true);
+
+	// A field that can't be used shows the reason, if there is one.
+	function enable(enabled, reasonText) {
+		node.classList.toggle('off', !enabled);
+		for (const input of node.querySelectorAll('.field-control :is(input, select, button)')) {
+			input.disabled = !enabled;
+			input.setAttribute('aria-describedby', `${id}-help ${id}-reason ${id}-error`);
+		}
+		reason.hidden = !reasonText;
+		setText(reason, reasonText);
+	}
+
+	// While the user types, only an error that is already visible is updated, and a value that is too long is reported.
+	// Other errors appear on saving: an error that appears when the field loses the focus would move the button that
+	// the user is about to click.
+	node.addEventListener('input', () => {
+		const text = control.findError();
+		const isTooLong = text?.[0] === 'common.too_long';
+		if (!error.node.hidden || isTooLong) error.show(text);
+	});
+
+	return {
+		row,
+		node,
+		enable,
+		get: control.get,
+		set(value) {
+			control.set(value);
+			error.show(undefined);
+		},
+		focus: control.focus,
+		check: () => error.show(control.findError()),
+	};
+}
