@@ -180,7 +180,8 @@ def saves():
 
 def client(number):
     address = ":".join(f"{byte:02X}" for byte in (0x0200 << 32 | number).to_bytes(6, "big"))
-    return {"ip": "192.0.2.1", "isAccess": True, "macAddr": address, "name": f"TV {number}", "profileName": "Television"}
+    return {"ip": "192.0.2.1", "isAccess": True, "macAddr": address, "name": f"TV {number}",
+            "profileName": "Television"}
 
 
 def merges():

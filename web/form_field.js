@@ -6,24 +6,25 @@ export function createField(row, data, sectionName) {
 	const label = `${sectionName}.${row.field}`;
 	const id = newId(row.field);
 	const control = row.kind(row, data, id);
+	const help = helpFor(label, `${id}-help`);
 	const reason = h('p.reason', { id: `${id}-reason`, hidden: true });
 	const error = createError(`${id}-error`, () => node.querySelectorAll('input, select, button'));
 	const node = h('div.field', { 'data-field': row.field },
-		h('div.field-text', {},
-			h('label', { id: `${id}-label`, for: id, text: label }), helpFor(label, `${id}-help`), reason),
+		h('div.field-text', {}, h('label', { id: `${id}-label`, for: id, text: label }), help, reason),
 		h('div.field-control', {}, control.node),
 		error.node);
 	node.classList.toggle('wide', control.isWide === true);
 
-	// A field that can't be used shows the reason, if there is one.
+	// If there is a reason why the field can't be used, the reason replaces the help.
 	function enable(enabled, reasonText) {
 		node.classList.toggle('off', !enabled);
 		for (const input of node.querySelectorAll('.field-control :is(input, select, button)')) {
 			input.disabled = !enabled;
-			input.setAttribute('aria-describedby', `${id}-help ${id}-reason ${id}-error`);
+			input.setAttribute('aria-describedby', `${id}-${reasonText ? 'reason' : 'help'} ${id}-error`);
 		}
 		reason.hidden = !reasonText;
 		setText(reason, reasonText);
+		if (help) help.hidden = Boolean(reasonText);
 	}
 
 	// While the user types, only an error that is already visible is updated, and a value that is too long is reported.

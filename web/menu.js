@@ -174,7 +174,7 @@ async function open(frame) {
 		h('div.field-text', {}, h('label', { for: restartSwitch.id, text: 'menu.restart' }), helpFor('menu.restart')),
 		restartSwitch);
 	frame.body.replaceChildren(
-		card(undefined, nameRow, nameError.node, editorHead, editor.area, editorError.node,
+		card(undefined, nameRow, nameError.node, editorHead, editorError.node, editor.area,
 			helpFor('menu.text', `${editor.area.id}-help`), restartRow),
 		bar.node);
 	[nameInput.value = ''] = appliance.menuStyles;
