@@ -10,6 +10,7 @@ import tempfile
 import time
 import urllib.error
 import urllib.request
+from contextlib import contextmanager
 from pathlib import Path
 
 from selenium import webdriver
@@ -44,7 +45,7 @@ class Box:
             if self.process.poll() is not None:
                 raise RuntimeError((BUILD / "page_box.errors").read_text())
             time.sleep(0.05)
-        # Without the additions of the media server, which have a test of their own.
+        # Without the additions of the media server. One test adds them.
         appliance = BUILD / "demo/www/appliance.json"
         appliance.unlink()
         appliance.write_bytes((SOURCE / "web/appliance.json").read_bytes())
@@ -134,6 +135,14 @@ class Browser:
     def set_size(self, width, height):
         size = {"width": width, "height": height}
         self.devtools("Emulation.setDeviceMetricsOverride", **size, deviceScaleFactor=1, mobile=False)
+
+    @contextmanager
+    def offline(self):
+        self.driver.set_network_conditions(offline=True, latency=0, throughput=0)
+        try:
+            yield
+        finally:
+            self.driver.delete_network_conditions()
 
     def click(self, element):
         self.run("arguments[0].scrollIntoView({block: 'center'})", element)

@@ -23,7 +23,7 @@ const navigationButton = document.getElementById('navigation-button'); // on nar
 const languageSelect = document.getElementById('language');
 let frame;
 let shownSection;
-let position = history.state?.position ?? 0; // in the browser's history, so that a step can be taken back
+let position = history.state?.position ?? 0; // in the browser's history, so that the page can undo a step
 
 const sectionOfAddress = () => SECTIONS.find(({ name }) => `#${name}` === location.hash) ?? SECTIONS[0];
 

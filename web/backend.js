@@ -1,9 +1,9 @@
 // The page's requests to the program: one POST for each action, and every way in which a request can fail.
 //
 // A failure is { kind, failureNumber, status }:
-//   connection   no answer came
+//   connection   the program did not answer
 //   login        the user is not signed in (status 401)
-//   answer       the answer is not one of the program's; `status` is its HTTP status
+//   answer       the answer does not come from the program; `status` is its HTTP status
 //   report       the program reports which step failed, by its failure number
 //   plain        the program reports only that the action failed
 //   large        the request is larger than the program accepts; it was not sent

@@ -32,7 +32,7 @@ export function createClientChanges() {
 		}));
 	}
 
-	// Takes over into the entries what was saved. A member that was changed again during the save remains a change.
+	// Copies saved changes into the entries. A member that was changed again during the save remains a change.
 	function markSaved(clients, savedChanges) {
 		const savedByKey = new Map(savedChanges.map((saved) => [saved.macAddr, saved]));
 		for (const client of clients) {

@@ -13,7 +13,6 @@ const COLUMNS = [
 ];
 const SEARCHED_MEMBERS = ['name', 'ip', 'macAddr', 'profileName'];
 
-
 // The words that the table shows for a member.
 function shownText(member, value) {
 	const text = toText(value);
@@ -38,7 +37,7 @@ function clientsOf(entries) {
 //   show           shows another list; changes of clients that it contains remain
 //   search         shows the clients that contain a text
 //   changes        returns the changes to save
-//   markSaved      takes over changes that were saved
+//   markSaved      makes changes that were saved part of the list
 //   discard        discards all changes
 // `onChange` is called after each change.
 export function createClientTable(profileNames, onChange) {
@@ -176,6 +175,7 @@ export function createClientTable(profileNames, onChange) {
 		changes: () => changes.toSave(clients),
 		markSaved(saved) {
 			changes.markSaved(clients, saved);
+			createIndex();
 			showPage();
 		},
 		discard() {

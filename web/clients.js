@@ -60,7 +60,7 @@ async function open(frame) {
 		table.show(loaded.clients);
 	}
 
-	// The texts say what happened and what to do if the program reports only that the action failed.
+	// `what` and `whatToDo` are shown if the program reports only that the action failed.
 	function showFailure(title, failure, what, whatToDo) {
 		frame.showFailure(title, failure, { plain: [what, whatToDo] });
 	}

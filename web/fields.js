@@ -39,7 +39,7 @@ export function number(row, data, id) {
 	};
 }
 
-// One of the <option>s that `row.options(data)` returns. A stored value that is none of them gets an option of its own:
+// One of the <option>s that `row.options(data)` returns. A stored value that is none of them gets an additional option,
 // `row.unlistedOption(value)` if the row has that function. With `row.allowsOther` the user can type another value.
 export function choice(row, data, id) {
 	const select = h('select', { id }, ...row.options(data));

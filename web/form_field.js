@@ -10,7 +10,7 @@ export function createField(row, data, sectionName) {
 	const reason = h('p.reason', { id: `${id}-reason`, hidden: true });
 	const error = createError(`${id}-error`, () => node.querySelectorAll('input, select, button'));
 	const node = h('div.field', { 'data-field': row.field },
-		h('div.field-text', {}, h('label', { id: `${id}-label`, for: id, text: label }), help, reason),
+		h('div', {}, h('label', { id: `${id}-label`, for: id, text: label }), help, reason),
 		h('div.field-control', {}, control.node),
 		error.node);
 	node.classList.toggle('wide', control.isWide === true);

@@ -1,4 +1,4 @@
-// What surrounds each section: its heading, and the notice that says what failed.
+// What surrounds each section: its heading, and the notice that shows a failure.
 import { button, h, icon } from './widgets.js';
 
 // What happened and what to do, for each kind of failure of backend.js.
@@ -11,8 +11,8 @@ const FAILURE_TEXTS = {
 	plain: ['errors.plain', 'errors.report_do'],
 };
 
-// Returns the frame of a section. The section fills `body` and sets `isChanged`, which says whether leaving the section
-// would lose changes.
+// Returns the frame of a section. The section fills `body` and sets `isChanged`, which returns whether the user would
+// lose changes by leaving the section.
 export function createFrame(section) {
 	const notices = h('div');
 	const body = h('div.section-body');
@@ -25,7 +25,7 @@ export function createFrame(section) {
 		notices.replaceChildren();
 	}
 
-	// The title says what was tried. `texts` replaces the texts for some kinds of failure.
+	// The title names what failed. `texts` replaces FAILURE_TEXTS for some kinds of failure.
 	function showFailure(title, failure, texts = {}, ...actions) {
 		const [what, whatToDo] = texts[failure.kind] ?? FAILURE_TEXTS[failure.kind];
 		const notice = h('div.notice', { role: 'alert', tabindex: '-1' },

@@ -38,7 +38,7 @@ export const logs = settingsSection({
 	name: 'logs',
 	load: 'loadlogconf',
 	save: 'applylogconf',
-	restartFailureNumber: 0,
+	restartFailureNumber: 0, // the action reports no other number
 	rows: [
 		{
 			field: 'dmslog',

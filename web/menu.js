@@ -124,7 +124,7 @@ async function open(frame) {
 		return !result.ok || ask({ title: ['menu.overwrite', { name: template }], confirm: 'common.replace' });
 	}
 
-	// A failure of this action does not say whether the template was saved and only the restart failed.
+	// The program does not report whether the template was saved and only the restart failed, so the page checks that.
 	async function save() {
 		const [template, content, restarts] = [nameInput.value, editor.get(), restartSwitch.checked];
 		if (!(await mayOverwrite(template))) return undefined;
@@ -171,7 +171,7 @@ async function open(frame) {
 		button('menu.open_file', () => fileInput.click(), { kind: 'small' }), fileInput,
 		button('menu.save_file', saveToFile, { kind: 'small' }));
 	const restartRow = h('div.field', {},
-		h('div.field-text', {}, h('label', { for: restartSwitch.id, text: 'menu.restart' }), helpFor('menu.restart')),
+		h('div', {}, h('label', { for: restartSwitch.id, text: 'menu.restart' }), helpFor('menu.restart')),
 		restartSwitch);
 	frame.body.replaceChildren(
 		card(undefined, nameRow, nameError.node, editorHead, editorError.node, editor.area,

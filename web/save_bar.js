@@ -2,7 +2,7 @@
 import { setText } from './texts.js';
 import { button, h } from './widgets.js';
 
-// The section says with functions what the bar does:
+// The section gives the bar these functions:
 //   isChanged          whether there is something to save
 //   findInvalidField   returns the first field that can't be saved, after it has shown its error; or undefined
 //   progressText       the text while a save runs

@@ -8,8 +8,8 @@
 // A row:
 //   field            the name of the setting in the load and in the save; its label is the text SECTION.FIELD, its help
 //                    the text SECTION.FIELD_help
-//   kind             a function of fields.js or list_field.js, which say what else the row contains
-//   group            the title of a new card, which begins with this field
+//   kind             a function of fields.js or list_field.js, which describe the other members for this kind
+//   group            the title of a new card, which begins with this field; its help is the text GROUP_help
 //   limit            the byte limit of the value; a terminating zero byte is not included
 //   defaultValue     the value that the program uses if none is stored
 //   reload           true if a change makes the daemon reload its settings; any other change restarts it
@@ -21,12 +21,12 @@
 //   shownIf          a member of the load; the field is left out unless it is true
 //   usableIf         a member of the load; unless it is true the field is disabled and shows the text `unusableReason`
 //
-// Failure numbers (546, 599, ...) tell the page and support which step of a save failed. They never change.
+// Failure numbers (546, 599, ...) identify the failed step of a save to the page and to support. They never change.
 import { unsupportedReason } from './appliance.js';
 import { call } from './backend.js';
 import { createField } from './form_field.js';
 import { createSaveBar } from './save_bar.js';
-import { card } from './widgets.js';
+import { card, helpFor } from './widgets.js';
 
 export function settingsSection(section) {
 	return { ...section, open: (frame) => openForm(section, frame) };
@@ -42,13 +42,19 @@ function createFields(section, data) {
 	return new Map(rows.map((row) => [row.field, createField(row, data, section.name)]));
 }
 
+// A card whose fields are all unsupported needs no help.
 function createCards(fields) {
 	const groups = [];
 	for (const { row, node } of fields.values()) {
-		if (row.group || groups.length === 0) groups.push({ title: row.group, nodes: [] });
-		groups.at(-1).nodes.push(node);
+		if (row.group || groups.length === 0) groups.push({ title: row.group, nodes: [], isSupported: false });
+		const group = groups.at(-1);
+		group.nodes.push(node);
+		group.isSupported ||= unsupportedReason(row.field) === undefined;
 	}
-	return groups.map(({ title, nodes }) => card(title, ...nodes));
+	return groups.map(({ title, nodes, isSupported }) => {
+		const help = title && isSupported ? helpFor(title) : undefined;
+		return card(title, help, ...nodes);
+	});
 }
 
 async function openForm(section, frame) {

@@ -20,7 +20,7 @@ let wantedLanguage = 'en'; // differs from `language` while its files are being 
 let latestLoad = 0;
 let sections = {};
 
-// The URL of a file beside the page. The page's own URL may contain a login, which fetch refuses.
+// The URL of a file beside the page. The URL of the page may contain a login, which fetch rejects.
 export const pageUrl = (path) => new URL(path, location.origin + location.pathname);
 
 export const currentLanguage = () => language;

@@ -1,5 +1,5 @@
 // The parts that every section is built from: elements, buttons, switches, cards. They insert text as text, never as
-// markup. texts.js says how a text is given.
+// markup. texts.js describes how a text is given.
 import { hasText, setText } from './texts.js';
 
 const SVG_NAMESPACE = 'http://www.w3.org/2000/svg';
@@ -81,16 +81,16 @@ export function helpFor(key, id) {
 	return hasText(`${key}_help`) ? h('p.help', { id, text: `${key}_help` }) : undefined;
 }
 
-// A card has a title, and a help if there is one for the title, or no title.
+// A card. The title may be undefined.
 export function card(title, ...children) {
 	if (!title) return h('section.card', {}, ...children);
 	const id = newId('card');
-	return h('section.card', { 'aria-labelledby': id }, h('h2', { id, text: title }), helpFor(title), ...children);
+	return h('section.card', { 'aria-labelledby': id }, h('h2', { id, text: title }), ...children);
 }
 
 // A line of a card with a heading, its help and a button.
 export function taskRow(heading, taskButton) {
-	return h('div.field', {}, h('div.field-text', {}, h('h3', heading), helpFor(heading)), taskButton);
+	return h('div.field', {}, h('div', {}, h('h3', heading), helpFor(heading)), taskButton);
 }
 
 // The error below some controls. `show` shows a text, or hides the error if there is none, and returns the text.

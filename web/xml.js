@@ -1,4 +1,4 @@
-// Finds the place where a text stops being well-formed XML 1.0. The browser's own parser reports an error as a document
+// Finds the place where a text stops being well-formed XML 1.0. The browser's parser reports an error as a document
 // with inline styles, which this page's Content-Security-Policy forbids.
 const SPACE = '[\\t\\n\\r ]';
 const NAME = '[\\p{L}\\p{Nl}_:][\\p{L}\\p{N}\\p{M}_:.\\xB7-]*';
@@ -26,7 +26,7 @@ function hasDuplicate(attributes) {
 	return new Set(names).size < names.length;
 }
 
-// Whether a token may not be at its place. `state` says what came before it.
+// Returns whether a token is not allowed at its place. `state` describes the text before it.
 function isMisplaced(token, state) {
 	const inRoot = state.openElements.length > 0;
 	if (token.comment) return /--|-$/.test(token.comment.slice(4, -3));
