@@ -91,7 +91,8 @@ TEST_F(SettingsPagesTest, EachSettingIsSavedToAndFro) {
         WriteAll(SETTINGS, File(setting["page"], values));
         for (const Json::ArrayIndex back : {0U, 1U}) {
             const std::string stored = back == 0 ? Written(setting) : setting["stored"].asString();
-            const Fields fields = {{setting["field"].asString(), back == 0 ? Sent(setting) : stored}, {enabledBy, "true"}};
+            const Fields fields = {
+                {setting["field"].asString(), back == 0 ? Sent(setting) : stored}, {enabledBy, "true"}};
             const Request onFullDisk = OnFullDisk(Save(setting["page"], fields));
             const Answer failed = Send(onFullDisk);
             EXPECT_EQ(failed.body, Error(setting["failureNumbers"][back].asInt()));

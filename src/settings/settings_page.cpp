@@ -158,14 +158,15 @@ int WriteChanges(std::span<const Change> changes, FileReplacement& file, std::st
     return 0;
 }
 
-// Returns the failure number of the first change, or of the page's first setting if there is no change.
+int FailureNumberOf(const Switch& setting) { return setting.failureNumber.off; }
+int FailureNumberOf(const Text& setting) { return setting.failureNumber; }
+
+// Returns the failure number of the first change, or of the page's first setting if nothing is known to
+// change.
 int FirstFailureNumber(const SettingsPage& page, const Changes& changes) {
-    if (!changes.empty()) {
-        return changes.front().failureNumber;
-    }
-    const Setting& first = page.settings.front();
-    const auto* text = std::get_if<Text>(&first);
-    return text != nullptr ? text->failureNumber : std::get_if<Switch>(&first)->failureNumber.off;
+    return !changes.empty() ? changes.front().failureNumber
+                            : std::visit([](const auto& setting) { return FailureNumberOf(setting); },
+                                         page.settings.front());
 }
 
 bool NeedsRestart(const Changes& changes) {

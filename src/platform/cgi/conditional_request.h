@@ -37,8 +37,8 @@ class IfMatch {
     // The field is neither "*" nor a list of entity tags. No tag matches then.
     bool IsMalformed() const { return malformed_; }
 
-    // Whether the condition holds for the state with this tag: there is no condition, it is "*", or its list
-    // contains the tag. Weak tags never match.
+    // Returns whether the state with this tag meets the condition. A request without a condition, or with
+    // "*", accepts every state. Weak tags never match.
     bool Holds(const EntityTag& state) const;
 
   private:
