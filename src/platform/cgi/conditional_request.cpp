@@ -49,7 +49,7 @@ std::string EntityTag::Text() const {
 }
 
 IfMatch::IfMatch(const char* field) : present_(field != nullptr) {
-    std::string_view rest = present_ ? field : "";
+    std::string_view rest = field != nullptr ? field : "";
     rest = rest.substr(0, rest.find_last_not_of(BLANKS) + 1);
     SkipBlanks(rest);
     any_ = rest == "*";
