@@ -1,5 +1,5 @@
-// The exposed collections: which of each user's video collections the daemon publishes. Only SaveCollection
-// writes the file:
+// The exposed collections: the video collections that the daemon offers to players, chosen by each user. Only
+// SaveCollection writes the file. Its members are the user ids, each with the ids of the exposed collections:
 //
 //     {"1026": {"exposed_collections": ["-1", "7"]}}
 #include <syslog.h>
@@ -42,30 +42,31 @@ constexpr size_t LOGGED_ROW_BYTES = 200;
 
 using Ids = std::unordered_set<std::string>;
 
-// The stored file.
-struct Choices {
+// The exposed collections file.
+struct ExposedFile {
     Json::Value document;    // null if the file does not exist, can't be read or is not valid JSON
-    std::string unreadable;  // why there is a file, but no document; otherwise empty
+    std::string unreadable;  // why the existing file can't be used; empty if it can, or if there is no file
 };
 
-Choices ReadChoices() {
-    Choices choices;
+ExposedFile ReadExposedFile() {
+    ExposedFile file;
     long long information = 0;
     if (IsFileExist(EXPOSED_COLLECTION_FILE, &information) != 0) {
-        MediaServiceHandler::GetJsonFromFile(EXPOSED_COLLECTION_FILE, choices.document, choices.unreadable);
+        MediaServiceHandler::GetJsonFromFile(EXPOSED_COLLECTION_FILE, file.document, file.unreadable);
     } else if (errno != ENOENT) {
-        choices.unreadable = strerror(errno);
+        file.unreadable = strerror(errno);
     }
-    return choices;
+    return file;
 }
 
-// Returns the ids that a user exposes. Ignores members and elements of any other type.
-Ids ExposedIds(const Json::Value& choices, const std::string& userKey) {
+// Returns the ids that a user exposes. Ignores ids that are not strings. Returns no ids if the user has no
+// valid entry.
+Ids ExposedIds(const Json::Value& document, const std::string& userKey) {
     Ids ids;
-    if (!choices.isObject() || !choices[userKey].isObject() || !choices[userKey][EXPOSED].isArray()) {
+    if (!document.isObject() || !document[userKey].isObject() || !document[userKey][EXPOSED].isArray()) {
         return ids;
     }
-    for (const Json::Value& id : choices[userKey][EXPOSED]) {
+    for (const Json::Value& id : document[userKey][EXPOSED]) {
         if (id.isString()) {
             ids.insert(id.asString());
         }
@@ -76,7 +77,7 @@ Ids ExposedIds(const Json::Value& choices, const std::string& userKey) {
 enum class RowKind : char {
     Listed,
     Hidden,  // never listed: the default shared collection, and a row without an id or a title
-    Invalid  // can't be listed: not valid JSON, or its id or title has another type; logged
+    Invalid  // can't be listed: not valid JSON, or its id is not an integer or its title not a string; logged
 };
 
 RowKind KindOf(const Json::Value& row) {
@@ -137,13 +138,13 @@ Json::Value ListCollections(const Records& records, const Ids& exposed) {
     return list;
 }
 
-// Stores `exposed` in the user's entry. Returns false if the document or the entry is not an object: the save
-// fails then, because replacing the document would lose the choices of other users.
-bool SetExposed(Json::Value& choices, const std::string& userKey, Json::Value exposed) {
-    if (!choices.isObject() && !choices.isNull()) {
+// Stores `exposed` in the user's entry. Returns false if the document or the entry is neither an object nor
+// null: this program has not written such a file, so the save fails instead of replacing it.
+bool SetExposed(Json::Value& document, const std::string& userKey, Json::Value exposed) {
+    if (!document.isObject() && !document.isNull()) {
         return false;
     }
-    Json::Value& entry = choices[userKey];
+    Json::Value& entry = document[userKey];
     if (!entry.isObject() && !entry.isNull()) {
         return false;
     }
@@ -151,10 +152,10 @@ bool SetExposed(Json::Value& choices, const std::string& userKey, Json::Value ex
     return true;
 }
 
-EntityTag TagOf(const Json::Value& choices, const std::string& userKey) {
+EntityTag TagOf(const Json::Value& document, const std::string& userKey) {
     EntityTag tag;
-    if (choices.isObject() && choices[userKey].isObject()) {
-        tag.AddValue(FormatJsonLine(choices[userKey][EXPOSED]));
+    if (document.isObject() && document[userKey].isObject()) {
+        tag.AddValue(FormatJsonLine(document[userKey][EXPOSED]));
     }
     return tag;
 }
@@ -177,11 +178,12 @@ void MediaServiceHandler::LoadCollection() {
     uint32_t uid = 0;
     const bool known = GetLoginUid(uid);
     const bool available = known && IsVideoDbAvailable();
+    // A conditional request needs the tag even if the library is not available.
     if (available || (known && IsConditional())) {
         const Records records = available ? ReadLibrary(uid) : Records();
-        const Json::Value choices = ReadChoices().document;
-        collections = ListCollections(records, ExposedIds(choices, UserKey(uid)));
-        TagResponse(TagOf(choices, UserKey(uid)));
+        const Json::Value document = ReadExposedFile().document;
+        collections = ListCollections(records, ExposedIds(document, UserKey(uid)));
+        TagResponse(TagOf(document, UserKey(uid)));
     }
     response["success"] = known;
     WriteJsonResponse(response, JSON_TEXT_TYPE);
@@ -189,7 +191,7 @@ void MediaServiceHandler::LoadCollection() {
 
 void MediaServiceHandler::SaveCollection() {
     FileReplacement file(EXPOSED_COLLECTION_FILE);
-    Choices choices = ReadChoices();
+    ExposedFile stored = ReadExposedFile();
     uint32_t uid = 0;
     if (!GetLoginUid(uid)) {
         syslog(LOG_ERR, "%s:%d Failed to get login user", SOURCE_NAME, 1441);
@@ -197,22 +199,22 @@ void MediaServiceHandler::SaveCollection() {
         return;
     }
     const char* text = web_.In(EXPOSED, nullptr);
-    const EntityTag before = TagOf(choices.document, UserKey(uid));
+    const EntityTag before = TagOf(stored.document, UserKey(uid));
     Json::Value exposed;
     if (text == nullptr || !ParseJson(text, exposed, EXPOSED_JSON_LIMITS) ||
-        !SetExposed(choices.document, UserKey(uid), std::move(exposed))) {
+        !SetExposed(stored.document, UserKey(uid), std::move(exposed))) {
         WriteResult(false);
         return;
     }
     if (!CheckCondition(before)) {
         return;
     }
-    if (!choices.unreadable.empty()) {
-        file.KeepUnreadable(choices.unreadable);
+    if (!stored.unreadable.empty()) {
+        file.KeepUnreadable(stored.unreadable);
     }
-    const bool saved = SaveJsonFile(file, choices.document) == Saved::Yes;
+    const bool saved = SaveJsonFile(file, stored.document) == Saved::Yes;
     if (saved) {
-        TagResponse(TagOf(choices.document, UserKey(uid)));
+        TagResponse(TagOf(stored.document, UserKey(uid)));
     }
     WriteResult(saved);
 }

@@ -30,7 +30,7 @@ constexpr Setting SETTINGS[] = {
            .failureNumber = {1095, 1101},
            .event = {EVENT_LOG_ON, EVENT_LOG_OFF},
            .read = IsLogOn,
-           .stored = {LOG_LEVEL_ON, ""},
+           .texts = {LOG_LEVEL_ON, ""},
            .beforeSwitchingOn = CreateWebLogDirectory},
 };
 

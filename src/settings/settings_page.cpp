@@ -20,37 +20,37 @@ struct Change {
     Needs needs;
     unsigned int event;  // 0 for none
     std::string (*eventText)(const char* written);
-    void (*beforeWrite)();  // null for none, as the next one
-    int (*afterWrite)();
+    void (*beforeWrite)();  // null for none
+    int (*afterWrite)();    // null for none
 };
 using Changes = std::vector<Change>;
 
-void Load(const Switch& setting, const std::string& stored, Json::Value& data) {
-    data[setting.field] = setting.read(stored, setting.key);
+void Load(const Switch& setting, const std::string& settings, Json::Value& data) {
+    data[setting.field] = setting.read(settings, setting.key);
 }
 
-void Load(const Text& setting, const std::string& stored, Json::Value& data) {
+void Load(const Text& setting, const std::string& settings, Json::Value& data) {
     SettingText text(setting.defaultValue);
-    ReadText(stored, setting.key, text, setting.bytes);
+    ReadText(settings, setting.key, text, setting.bytes);
     data[setting.field] = text.c_str();
 }
 
-void AddToTag(const Switch& setting, const std::string& stored, EntityTag& tag) {
-    tag.AddValue(setting.read(stored, setting.key) ? SWITCH_ON : SWITCH_OFF);
+void AddToTag(const Switch& setting, const std::string& settings, EntityTag& tag) {
+    tag.AddValue(setting.read(settings, setting.key) ? SWITCH_ON : SWITCH_OFF);
 }
 
-void AddToTag(const Text& setting, const std::string& stored, EntityTag& tag) {
+void AddToTag(const Text& setting, const std::string& settings, EntityTag& tag) {
     SettingText text;
-    const bool found = ReadText(stored, setting.key, text, setting.bytes);
+    const bool found = ReadText(settings, setting.key, text, setting.bytes);
     tag.AddValue(found ? "stored" : "missing");
     tag.AddValue(text.c_str());
 }
 
-void Compare(const Switch& setting, const WebMan& web, const std::string& stored, Changes& changes) {
+void Compare(const Switch& setting, const WebMan& web, const std::string& settings, Changes& changes) {
     const bool on = IsTrue(web.In(setting.field, nullptr));
-    if (on != setting.read(stored, setting.key)) {
+    if (on != setting.read(settings, setting.key)) {
         changes.push_back({.key = setting.key,
-                           .value = on ? setting.stored.on : setting.stored.off,
+                           .value = on ? setting.texts.on : setting.texts.off,
                            .failureNumber = on ? setting.failureNumber.on : setting.failureNumber.off,
                            .needs = setting.needs,
                            .event = on ? setting.event.on : setting.event.off,
@@ -60,9 +60,9 @@ void Compare(const Switch& setting, const WebMan& web, const std::string& stored
     }
 }
 
-SettingText SubmittedText(const Text& setting, const WebMan& web, const SettingText& stored) {
+SettingText SubmittedText(const Text& setting, const WebMan& web, const SettingText& storedText) {
     SettingText text;
-    text.Copy(web.In(setting.field, setting.keepIfAbsent ? stored.c_str() : ""), setting.bytes);
+    text.Copy(web.In(setting.field, setting.keepIfAbsent ? storedText.c_str() : ""), setting.bytes);
     if (text.empty() && !setting.mayBeEmpty) {
         text.Copy(setting.defaultValue);
     }
@@ -72,14 +72,14 @@ SettingText SubmittedText(const Text& setting, const WebMan& web, const SettingT
     return text;
 }
 
-void Compare(const Text& setting, const WebMan& web, const std::string& stored, Changes& changes) {
+void Compare(const Text& setting, const WebMan& web, const std::string& settings, Changes& changes) {
     if (setting.enabledBy != nullptr && !IsTrue(web.In(setting.enabledBy, nullptr))) {
         return;
     }
     // A missing text is compared as an empty text, not as its default value, so that a save stores the
     // default value that the page shows.
     SettingText text;
-    ReadText(stored, setting.key, text, setting.bytes);
+    ReadText(settings, setting.key, text, setting.bytes);
     const SettingText submitted = SubmittedText(setting, web, text);
     if (!(submitted == text)) {
         changes.push_back({.key = setting.key,
@@ -93,24 +93,24 @@ void Compare(const Text& setting, const WebMan& web, const std::string& stored, 
     }
 }
 
-Changes FindChanges(const SettingsPage& page, const WebMan& web, const std::string& stored) {
+Changes FindChanges(const SettingsPage& page, const WebMan& web, const std::string& settings) {
     Changes changes;
     for (const Setting& row : page.settings) {
-        std::visit([&](const auto& setting) { Compare(setting, web, stored, changes); }, row);
+        std::visit([&](const auto& setting) { Compare(setting, web, settings, changes); }, row);
     }
     return changes;
 }
 
-EntityTag TagOf(const SettingsPage& page, const std::string& stored) {
+EntityTag TagOf(const SettingsPage& page, const std::string& settings) {
     EntityTag tag;
     for (const Setting& row : page.settings) {
-        std::visit([&](const auto& setting) { AddToTag(setting, stored, tag); }, row);
+        std::visit([&](const auto& setting) { AddToTag(setting, settings, tag); }, row);
     }
     return tag;
 }
 
-// Applies changes to `settings`, the content of the file, for one replacement: up to and including the first
-// change that a function follows, or up to the first value that can't be stored. Returns their number.
+// Applies changes to `settings`, the content of the file. Stops after a change with `afterWrite`, and before
+// a change whose value can't be stored. Returns the number of applied changes.
 size_t ApplyChanges(std::span<const Change> changes, std::string& settings) {
     for (size_t i = 0; i < changes.size(); ++i) {
         const Change& change = changes[i];
@@ -178,14 +178,14 @@ bool NeedsRestart(const Changes& changes) {
 std::string WrittenText(const char* written) { return written; }
 
 Json::Value MediaServiceHandler::LoadSettings(const SettingsPage& page) {
-    std::string stored;
-    ReadSettingsFile(stored);
+    std::string settings;
+    ReadSettingsFile(settings);  // a file that can't be read is shown as default values
     if (IsConditional()) {
-        TagResponse(TagOf(page, stored));
+        TagResponse(TagOf(page, settings));
     }
     Json::Value data(Json::objectValue);
     for (const Setting& row : page.settings) {
-        std::visit([&](const auto& setting) { Load(setting, stored, data); }, row);
+        std::visit([&](const auto& setting) { Load(setting, settings, data); }, row);
     }
     return data;
 }
@@ -195,9 +195,10 @@ bool MediaServiceHandler::SaveSettings(const SettingsPage& page) {
     const bool read = ReadSettingsFile(settings);
     Changes changes = FindChanges(page, web_, settings);
     std::optional<FileReplacement> file;
+    // If the file could not be read, the second attempt under the lock decides.
     if (!read || !changes.empty()) {
         file.emplace(SETTINGS_FILE);
-        if (!file->IsLocked() || !ReadSettingsFile(settings)) {
+        if (!file->HoldsLock() || !ReadSettingsFile(settings)) {
             ReportFailure(FirstFailureNumber(page, changes));
             return false;
         }

@@ -2,11 +2,13 @@
 // loads, compares and writes the settings of every page.
 //
 // A save compares the submitted settings with the stored ones. If something differs, it takes the lock,
-// compares again and writes all changes with one replacement of the file, or with two if a function runs
-// after a write: everything up to and including its setting before it, the rest after it.
+// compares again and writes. Normally one replacement of the file contains all changes. If a changed setting
+// has the function afterSwitchingOn, the first replacement ends with that setting; then the function runs; a
+// second replacement contains the rest.
 //
-// A failure number (546, 599, ...) identifies the step of an action that failed. Pages receive it as the
-// member "line" of the error report. The numbers never change, so that pages and support can rely on them.
+// A failure number (546, 599, ...) identifies the step of an action that failed. The administration page
+// receives it as the member "line" of the error report. The numbers never change, so that the page and
+// support can rely on them.
 #pragma once
 
 #include <json/value.h>
@@ -33,13 +35,13 @@ struct OnOff {
 struct Switch {
     const char* field;             // form field and JSON member
     const char* key;               // in the settings file
-    OnOff<int> failureNumber;      // reported when the write fails
+    OnOff<int> failureNumber;      // reported if the write that starts with this change fails
     Needs needs = Needs::Restart;  // what a change needs
     OnOff<unsigned int> event{};   // recorded after the write; 0 for no event
 
     bool (*read)(const std::string& settings, const char* key) = ReadSwitch;
-    OnOff<const char*> stored = {SWITCH_ON, SWITCH_OFF};
-    void (*beforeSwitchingOn)() = nullptr;  // runs before the write
+    OnOff<const char*> texts = {SWITCH_ON, SWITCH_OFF};  // as stored
+    void (*beforeSwitchingOn)() = nullptr;               // runs before the write
     int (*afterSwitchingOn)() = nullptr;  // runs after the write; returns a failure number, or 0 for success
 };
 
@@ -54,7 +56,7 @@ struct Text {
     size_t bytes = sizeof(SettingText);  // byte limit, including the terminating zero byte
     const char* defaultValue = nullptr;  // shown if the key is missing
     bool mayBeEmpty = false;             // otherwise an empty text is saved as the default value
-    bool keepIfAbsent = false;           // an absent field keeps the stored text; otherwise it is empty
+    bool keepIfAbsent = false;           // otherwise an absent field is an empty text
     const char* enabledBy = nullptr;     // the field is ignored unless this switch field is on
 
     void (*normalise)(SettingText& submitted) = nullptr;  // called before the text is compared
@@ -65,13 +67,13 @@ using Setting = std::variant<Switch, Text>;
 struct SettingsPage {
     std::span<const Setting> settings;
     int restartFailureNumber;
-    int restartLogNumber = 0;  // of the log line of a failed restart; 0 for no line
+    int restartLogNumber = 0;  // the number in the log line of a failed restart; 0 for no log line
 };
 
 // The table of each page is defined in the page's source file.
 // NOLINTBEGIN(bugprone-dynamic-static-initializers): the definitions are constexpr
 extern const SettingsPage BROWSING_PAGE;
-extern const SettingsPage DMA_PAGE;
+extern const SettingsPage DMA_PAGE;  // conversion for digital media adapters (DMA), that is, players
 extern const SettingsPage GENERAL_PAGE;
 // NOLINTEND(bugprone-dynamic-static-initializers)
 

@@ -54,15 +54,15 @@ IfMatch::IfMatch(const char* field) : present_(field != nullptr) {
     SkipBlanks(rest);
     any_ = rest == "*";
     // Lists may have empty elements (RFC 9110, 5.6.1).
-    for (bool separated = true; !any_ && !malformed_ && !rest.empty(); SkipBlanks(rest)) {
+    for (bool afterComma = true; !any_ && !malformed_ && !rest.empty(); SkipBlanks(rest)) {
         if (ConsumePrefix(rest, ",")) {
-            separated = true;
+            afterComma = true;
             continue;
         }
         const bool weak = ConsumePrefix(rest, "W/");
         const std::string_view tag = ConsumeTag(rest);
-        malformed_ = tag.empty() || !separated;
-        separated = false;
+        malformed_ = tag.empty() || !afterComma;
+        afterComma = false;
         if (!weak) {
             tags_.push_back(tag);
         }
@@ -70,5 +70,5 @@ IfMatch::IfMatch(const char* field) : present_(field != nullptr) {
 }
 
 bool IfMatch::Holds(const EntityTag& state) const {
-    return !present_ || any_ || std::ranges::find(tags_, state.Text()) != tags_.end();
+    return !present_ || any_ || (!malformed_ && std::ranges::find(tags_, state.Text()) != tags_.end());
 }

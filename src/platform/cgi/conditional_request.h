@@ -14,7 +14,7 @@ class EntityTag {
     // Adds a value. The tag depends on where values begin and end.
     void AddValue(std::string_view value);
 
-    // Adds bytes of a state that is read in pieces. The tag does not depend on the pieces.
+    // Adds bytes. The tag does not depend on how they are divided into pieces.
     void AddBytes(std::string_view bytes);
 
     // Returns the tag with its quotes, as in a header field.
@@ -34,7 +34,7 @@ class IfMatch {
 
     bool IsPresent() const { return present_; }
 
-    // The field is neither "*" nor a list of entity tags. No tag matches then.
+    // Returns whether the field is neither "*" nor a list of entity tags. No state meets such a condition.
     bool IsMalformed() const { return malformed_; }
 
     // Returns whether the state with this tag meets the condition. A request without a condition, or with

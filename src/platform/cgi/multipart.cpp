@@ -25,12 +25,13 @@ std::string_view Trimmed(std::string_view text) {
 struct Parameter {
     std::string_view name;
     std::string_view value;
-    bool hasValue = false;  // a quoted value can be empty
+    bool hasValue = false;  // tells an empty quoted value from a missing one
 };
 
 // Removes the text up to the next semicolon from a header's value and returns it as a parameter (RFC 9110,
 // 5.6.6). The first text, for example form-data, is returned as a name without a value. Accepts blanks around
-// '='. A quoted value can contain semicolons; without its closing quote it is ignored.
+// '='. A quoted value can contain semicolons; without its closing quote it is ignored. A backslash has no
+// special meaning, because browsers encode a quote as %22.
 Parameter ConsumeParameter(std::string_view& rest) {
     const size_t nameEnd = std::min(rest.find_first_of("=;"), rest.size());
     Parameter parameter = {Trimmed(rest.substr(0, nameEnd)), {}};
@@ -77,19 +78,20 @@ std::string_view ConsumeHeader(std::string_view& rest) {
     return all.substr(0, all.size() - rest.size());
 }
 
-// Removes the headers and the empty line after them from `part`. Returns false if they do not name a field.
+// Removes the headers and the empty line after them from `part`, and stores the field's name in `fieldName`.
+// Returns false if a header has no line end or if no header names a field.
 bool ConsumeHeaders(std::string_view& part, std::string_view& fieldName) {
     Parameter field;
     bool hasDisposition = false;
     while (!part.empty() && !part.starts_with(CRLF)) {
-        std::string_view value = ConsumeHeader(part);
-        if (!value.ends_with(CRLF)) {
+        std::string_view header = ConsumeHeader(part);
+        if (!header.ends_with(CRLF)) {
             return false;
         }
-        const std::string_view name = Trimmed(ConsumeUntil(value, ":"));
+        const std::string_view name = Trimmed(ConsumeUntil(header, ":"));
         if (!hasDisposition && EqualsIgnoringCase(name, DISPOSITION)) {
             hasDisposition = true;
-            field = FindParameter(value, "name");
+            field = FindParameter(header, "name");
         }
     }
     ConsumePrefix(part, CRLF);
@@ -125,12 +127,13 @@ bool SplitMultipart(std::string_view body, std::string_view boundary, size_t max
             return false;
         }
         if (isClosing) {
-            // A form without fields is only the closing boundary, at the start of the body. If other text
-            // comes before it, the first boundary is missing.
+            // A form without fields starts with its closing boundary. Other text before a closing boundary
+            // that no other boundary precedes means that the first boundary is missing.
             return first == 0 || !fields.empty();
         }
         const size_t start = body.size() - rest.size();
         position = FindLine(body, delimiter, start);
+        // The line end before a boundary is part of the boundary (RFC 2046), so an empty part needs one, too.
         if (position == std::string_view::npos || position < start + CRLF.size()) {
             return false;
         }

@@ -17,9 +17,10 @@ struct MultipartField {
     std::string_view value;
 };
 
-// Splits `body` into its parts and appends them to `fields`, which view `body`. Recognises a boundary only at
-// the start of a line, and skips text before the first boundary and after the closing one. Stops after
-// `maxFields` + 1 fields, so that the caller can reject the form; the rest of the body is then not checked.
-// Returns false if the body is cut off, or if a part is malformed or has no field name.
+// Splits `body` into its parts and appends them to `fields`, which must be empty and then view `body`.
+// Recognises a boundary only at the start of a line, and skips text before the first boundary and after the
+// closing one. Stops after `maxFields` + 1 fields, so that the caller can reject the form; the rest of the
+// body is then not checked. Returns false if the body is cut off, or if a part is malformed or has no field
+// name.
 bool SplitMultipart(std::string_view body, std::string_view boundary, size_t maxFields,
                     std::vector<MultipartField>& fields);

@@ -76,13 +76,13 @@ bool Succeeds(Call call) {
     return Uninterrupted(call) == 0;
 }
 
-// A missing name is not an error.
+// Ignores failures: the name may not exist.
 void Remove(int directory, const char* name) {
     Succeeds([&] { return unlinkat(directory, name, 0); });
 }
 
 // Returns whether `name` is still a name of the file with this status.
-bool Names(int directory, const char* name, const struct stat& file) {
+bool IsNameOf(int directory, const char* name, const struct stat& file) {
     struct stat current = {};
     return Succeeds([&] { return fstatat(directory, name, &current, AT_SYMLINK_NOFOLLOW); }) &&
            current.st_dev == file.st_dev && current.st_ino == file.st_ino;
@@ -109,8 +109,8 @@ int WriteAndRename(int directory, const char* name, std::string_view content, co
     return Succeeds([&] { return fsync(directory); }) || errno == EINVAL ? 0 : errno;
 }
 
-// The directory does not allow a new file (its mode, or a read-only file system), the old owner can't be set,
-// or the file is a mount point (EBUSY). The file itself may still be writable.
+// Returns whether the file itself may still be writable: the error can mean that only the directory (its
+// mode, a read-only file system), the old owner or a mount point (EBUSY) prevented the replacement.
 bool MayWriteInPlace(int error) {
     return error == EACCES || error == EPERM || error == EROFS || error == EBUSY;
 }
@@ -126,6 +126,22 @@ int WriteInPlace(int file, std::string_view content) {
     return ErrnoIfFailed(ReserveSpace(file, content.size()) && WriteAll(file, content) &&
                          Succeeds([&] { return ftruncate(file, static_cast<off_t>(content.size())); }) &&
                          Succeeds([&] { return fsync(file); }));
+}
+
+// Gives the file a second name for a kept copy and returns it in `copy`, which stays empty if all names
+// exist. Returns 0, or an errno value.
+int KeepCopy(int directory, const std::string& name, std::string& copy) {
+    for (int number = 0; number < MAX_KEPT_COPIES; ++number) {
+        const std::string candidate = name + KEPT_SUFFIX + (number == 0 ? "" : "." + std::to_string(number));
+        if (Succeeds([&] { return linkat(directory, name.c_str(), directory, candidate.c_str(), 0); })) {
+            copy = candidate;
+            return 0;
+        }
+        if (errno != EEXIST) {
+            return errno;
+        }
+    }
+    return 0;
 }
 
 }  // namespace
@@ -158,9 +174,11 @@ Saved FileReplacement::Replace(std::string_view content) {
         errno = EINVAL;
         return Saved::CantOpen;
     }
+    const bool keepsOld = old.IsOpen() && !unreadable_.empty();
     std::string copy;
-    if (old.IsOpen() && !unreadable_.empty() && !KeepOld(name, copy)) {
-        return Saved::CantWrite;
+    if (const int error = keepsOld ? KeepCopy(directory_.Get(), name, copy) : 0; error != 0) {
+        const std::string reason = std::string("it can't be read and can't be kept: ") + strerror(error);
+        return Fail(reason.c_str());
     }
     int error = EFBIG;
     if (content.size() <= MAX_FILE_SIZE) {
@@ -175,35 +193,24 @@ Saved FileReplacement::Replace(std::string_view content) {
         error = WriteInPlace(old.Get(), content);
     }
     if (error == 0) {
+        if (keepsOld) {
+            LogKept(copy);
+        }
         return Saved::Yes;
     }
-    if (!copy.empty() && Names(directory_.Get(), name, status)) {
+    // If only the last sync failed, the copy is the only name of the old file.
+    if (!copy.empty() && IsNameOf(directory_.Get(), name, status)) {
         Remove(directory_.Get(), copy.c_str());
     }
     return Fail(strerror(error));
 }
 
-// Gives the old file a second name, which `copy` receives. Returns false and logs one line if that fails.
-bool FileReplacement::KeepOld(const std::string& name, std::string& copy) const {
-    for (int number = 0; number < MAX_KEPT_COPIES; ++number) {
-        const std::string candidate = name + KEPT_SUFFIX + (number == 0 ? "" : "." + std::to_string(number));
-        if (Succeeds([&] {
-                return linkat(directory_.Get(), name.c_str(), directory_.Get(), candidate.c_str(), 0);
-            })) {
-            copy = candidate;
-            syslog(LOG_ERR, "%s can't be read (%s): it is kept as %s", EscapeForLog(path_).c_str(),
-                   unreadable_.c_str(), candidate.c_str());
-            return true;
-        }
-        if (errno != EEXIST) {
-            const std::string reason = std::string("it can't be read and can't be kept: ") + strerror(errno);
-            Fail(reason.c_str());
-            return false;
-        }
-    }
-    syslog(LOG_ERR, "%s can't be read (%s): it is not kept, there are %d copies already",
-           EscapeForLog(path_).c_str(), unreadable_.c_str(), MAX_KEPT_COPIES);
-    return true;
+void FileReplacement::LogKept(const std::string& copy) const {
+    const std::string result =
+        !copy.empty() ? "it is kept as " + copy
+                      : "it is not kept, there are " + std::to_string(MAX_KEPT_COPIES) + " copies already";
+    syslog(LOG_ERR, "%s can't be read (%s): %s", EscapeForLog(path_).c_str(), unreadable_.c_str(),
+           result.c_str());
 }
 
 Saved FileReplacement::Fail(const char* reason) const {

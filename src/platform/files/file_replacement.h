@@ -1,4 +1,5 @@
-// Replaces a file as a whole. A reader finds either the old content or the new one, even after a power cut.
+// Replaces a file as a whole. A reader finds either the old content or the new one, even after a power cut,
+// unless the file can only be written in place: see Replace.
 #pragma once
 
 #include <string>
@@ -19,23 +20,24 @@ enum class Saved : char {
 // file within the life of one object never overwrites the change of another writer.
 class FileReplacement {
   public:
-    // Waits at most MAX_LOCK_SECONDS for the lock and then logs one line. Without the lock, Replace fails. If
-    // `path` is a symbolic link, the link stays and its target is replaced.
+    // Waits for the lock. If another process holds it for MAX_LOCK_SECONDS, gives up and logs one line;
+    // Replace then fails. If `path` is a symbolic link, the link stays and its target is replaced.
     explicit FileReplacement(const char* path);
 
     // Returns whether this object holds the lock.
-    bool IsLocked() const { return lockError_ == 0; }
+    bool HoldsLock() const { return lockError_ == 0; }
 
-    // Lets Replace keep the old file, which could not be read for this reason: before the replacement the old
-    // file gets a second name, NAME.kept or, if that exists, NAME.kept.1 to NAME.kept.4. One log line names
-    // file, reason and copy. If all five names exist, no further copy is kept. If the copy can't be made,
-    // Replace fails.
+    // Call this if the old file can't be read; `reason` says why. Replace then first gives the old file a
+    // second name: NAME.kept or, if that exists, NAME.kept.1 to NAME.kept.4. If all five names exist, it
+    // keeps no copy. If the copy can't be made, Replace fails. If the replacement fails, Replace removes the
+    // copy again. After the replacement, one log line names file, reason and copy.
     void KeepUnreadable(const std::string& reason) { unreadable_ = reason; }
 
     // Makes `content` the file's whole content: writes it to a temporary file in the same directory, gives
     // that file the mode and owner of the old one (mode 0644 if there is none), syncs it, renames it and
-    // syncs the directory. If the directory does not allow a new file, but the file can be written, writes it
-    // in place.
+    // syncs the directory. If the new file can't take the old one's place (the directory allows no new file,
+    // the owner can't be set, the file is a mount point), but the file can be written and no copy was kept,
+    // writes it in place.
     //
     // On failure the old file is unchanged and the temporary file is removed, with two exceptions. If only
     // the last sync fails, the new file is in place but may not survive a power cut. If writing in place
@@ -46,7 +48,7 @@ class FileReplacement {
     Saved Fail(const char* reason) const;
 
   private:
-    bool KeepOld(const std::string& name, std::string& copy) const;
+    void LogKept(const std::string& copy) const;
 
     std::string path_;  // after following symbolic links
     Descriptor directory_;

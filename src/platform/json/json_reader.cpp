@@ -13,7 +13,9 @@ constexpr std::string_view LINE_ENDS = "\r\n";
 
 bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
-bool EndsLine(std::string_view text) { return text.find_first_of(LINE_ENDS) != std::string_view::npos; }
+bool ContainsLineEnd(std::string_view text) {
+    return text.find_first_of(LINE_ENDS) != std::string_view::npos;
+}
 
 // Reads a comment, with its line end if it is a line comment. Returns an empty text if `rest` does not
 // start with a complete comment.
@@ -46,11 +48,12 @@ void AppendComment(std::string_view comment, std::string& text) {
 class Comments {
   public:
     void Add(std::string_view comment) {
-        // Each byte is searched once for a line end, so many comments after a value cost linear time.
-        lineEnded_ = lineEnded_ || EndsLine({searched_, comment.data()});
+        // Each byte is searched at most twice for a line end, so many comments after a value cost linear
+        // time.
+        lineEnded_ = lineEnded_ || ContainsLineEnd({searched_, comment.data()});
         searched_ = comment.data();
         const bool line = comment.starts_with("//");
-        if (lastValue_ != nullptr && !lineEnded_ && (line || !EndsLine(comment))) {
+        if (lastValue_ != nullptr && !lineEnded_ && (line || !ContainsLineEnd(comment))) {
             std::string text;
             AppendComment(comment, text);
             lastValue_->setComment(text, Json::commentAfterOnSameLine);
@@ -81,8 +84,9 @@ class Comments {
     bool lineEnded_ = true;           // whether a line has ended since the last value
 };
 
-// Returns the size that MAX_JSON_TEXT limits.
-size_t Cost(std::string_view text) {
+// Returns the size of the text in a response, where every byte outside ASCII may need an escape: see
+// MAX_JSON_TEXT.
+size_t ResponseSize(std::string_view text) {
     constexpr size_t ESCAPED = sizeof "\\uFFFD" - 1;
     const auto isAscii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
     const auto ascii = static_cast<size_t>(std::ranges::count_if(text, isAscii));
@@ -95,14 +99,14 @@ enum class Mode : char {
     Validate   // build nothing
 };
 
-// A recursive descent parser. A function that returns false has found an error, and parsing ends.
+// A recursive descent parser. A Read function returns false if it has found an error; parsing then ends.
 class Parser {
   public:
     Parser(std::string_view text, const JsonLimits& limits, Mode mode, const JsonElementHandler& handle = {})
         : rest_(text), limits_(limits), mode_(mode), handle_(handle) {}
 
-    bool Document(Json::Value& root) {
-        if (!Value(root) || !SkipSpace() || !rest_.empty()) {
+    bool ReadDocument(Json::Value& root) {
+        if (!ReadValue(root) || !SkipSpace() || !rest_.empty()) {
             return false;
         }
         comments_.AttachTo(root, Json::commentAfter);
@@ -134,14 +138,14 @@ class Parser {
         }
     }
 
-    bool Value(Json::Value& value) {
+    bool ReadValue(Json::Value& value) {
         if (!SkipSpace() || !Count()) {
             return false;
         }
         comments_.AttachTo(value, Json::commentBefore);
-        const bool read = Consume("[")   ? Nested(Json::arrayValue, &Parser::Elements, value)
-                          : Consume("{") ? Nested(Json::objectValue, &Parser::Members, value)
-                                         : Scalar(value);
+        const bool read = Consume("[")   ? ReadNested(Json::arrayValue, &Parser::ReadElements, value)
+                          : Consume("{") ? ReadNested(Json::objectValue, &Parser::ReadMembers, value)
+                                         : ReadScalar(value);
         comments_.EndValue(value, rest_);
         return read;
     }
@@ -149,14 +153,14 @@ class Parser {
     // Replaces the payload only, so that the value keeps its comments.
     static void Set(Json::Value& value, Json::Value payload) { value.swapPayload(payload); }
 
-    bool Nested(Json::ValueType type, bool (Parser::*content)(Json::Value&), Json::Value& value) {
+    bool ReadNested(Json::ValueType type, bool (Parser::*content)(Json::Value&), Json::Value& value) {
         Set(value, Json::Value(type));
         const bool read = depth_++ < limits_.depth && (this->*content)(value);
         --depth_;
         return read;
     }
 
-    bool Elements(Json::Value& array) {
+    bool ReadElements(Json::Value& array) {
         if (!SkipSpace()) {
             return false;
         }
@@ -164,13 +168,13 @@ class Parser {
             return true;
         }
         const bool stored = StoresValues();
-        Json::Value unstored;
+        Json::Value current;
         for (Json::ArrayIndex i = 0;; ++i) {
-            if (!Value(stored ? array[i] : unstored) || !SkipSpace()) {
+            if (!ReadValue(stored ? array[i] : current) || !SkipSpace()) {
                 return false;
             }
             if (mode_ == Mode::Elements && !stored) {
-                handle_(unstored);
+                handle_(current);
             }
             if (!Consume(",")) {
                 return Consume("]");
@@ -178,7 +182,7 @@ class Parser {
         }
     }
 
-    bool Members(Json::Value& object) {
+    bool ReadMembers(Json::Value& object) {
         if (!SkipSpace()) {
             return false;
         }
@@ -186,13 +190,13 @@ class Parser {
             return true;
         }
         const bool stored = StoresValues();
-        Json::Value unstored;
+        Json::Value current;
         for (std::string_view name;;) {
             if (!SkipSpace() || !ConsumeJsonString(rest_, unescaped_, name) || name.find('\0') != name.npos) {
                 return false;
             }
-            Json::Value& member = stored ? *object.demand(name.data(), name.data() + name.size()) : unstored;
-            if (!SkipSpace() || !Consume(":") || !Value(member) || !SkipSpace()) {
+            Json::Value& member = stored ? *object.demand(name.data(), name.data() + name.size()) : current;
+            if (!SkipSpace() || !Consume(":") || !ReadValue(member) || !SkipSpace()) {
                 return false;
             }
             if (!Consume(",")) {
@@ -201,7 +205,7 @@ class Parser {
         }
     }
 
-    bool Scalar(Json::Value& value) {
+    bool ReadScalar(Json::Value& value) {
         if (rest_.starts_with('"')) {
             std::string_view text;
             if (!ConsumeJsonString(rest_, unescaped_, text)) {
@@ -237,7 +241,7 @@ class Parser {
 
 bool ParseJson(std::string_view text, Json::Value& value, const JsonLimits& limits) {
     value = Json::Value();
-    if (Cost(text) > MAX_JSON_TEXT || !Parser(text, limits, Mode::Document).Document(value)) {
+    if (ResponseSize(text) > MAX_JSON_TEXT || !Parser(text, limits, Mode::Document).ReadDocument(value)) {
         value = Json::Value();
         return false;
     }
@@ -247,11 +251,12 @@ bool ParseJson(std::string_view text, Json::Value& value, const JsonLimits& limi
 bool ParseJsonElements(std::string_view text, const JsonElementHandler& handle) {
     Json::Value document;
     const JsonLimits limits;
-    return Cost(text) <= MAX_JSON_TEXT && Parser(text, limits, Mode::Elements, handle).Document(document);
+    return ResponseSize(text) <= MAX_JSON_TEXT &&
+           Parser(text, limits, Mode::Elements, handle).ReadDocument(document);
 }
 
 bool IsJson(std::string_view text) {
     Json::Value document;
     const JsonLimits limits;
-    return Cost(text) <= MAX_JSON_TEXT && Parser(text, limits, Mode::Validate).Document(document);
+    return ResponseSize(text) <= MAX_JSON_TEXT && Parser(text, limits, Mode::Validate).ReadDocument(document);
 }

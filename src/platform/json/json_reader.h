@@ -19,16 +19,16 @@
 // may need the escape sequence \uFFFD for it.
 constexpr size_t MAX_JSON_TEXT = MAX_FILE_SIZE;
 
-constexpr size_t MAX_JSON_COMMENTS = 1000;  // between two values
+constexpr size_t MAX_JSON_COMMENTS = 1000;  // between two tokens
 
 struct JsonLimits {
     size_t values = 1'500'000;  // elements, member values and comments together
     size_t depth = 999;         // arrays and objects inside each other
 };
 
-// Parses a text. A comment after a value on the same line belongs to that value, any other comment to the
-// next value, and a comment after the last value to the document. Returns false with `value` null if the text
-// is not valid JSON or exceeds a limit.
+// Parses a text. A comment after a value on the same line belongs to that value (of several, the last one is
+// kept), any other comment to the next value, and a comment after the last value to the document. Returns
+// false with `value` null if the text is not valid JSON or exceeds a limit.
 bool ParseJson(std::string_view text, Json::Value& value, const JsonLimits& limits = {});
 
 // Parses a text and passes each element of the outermost array to `handle`, without building the whole
