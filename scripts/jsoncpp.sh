@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Builds build/jsoncpp/libjsoncpp-VERSION.a in the version of the installed headers, from Debian's source package:
-# Debian has no binary package of the archive.
+# Builds the static library build/jsoncpp/libjsoncpp-VERSION.a in the version of the installed headers, from Debian's
+# source package: Debian has no binary package of it.
 #   jsoncpp.sh [TRIPLET SYSROOT]    for another architecture: build/jsoncpp-TRIPLET/..., with its cross compiler
-# Does nothing if the archive exists. If it can't be built, one line reports why, and builds link the shared library.
+# Does nothing if the library of the installed version exists. If it can't be built, one line reports why, builds link
+# the shared library, and the script does not try again for an hour.
 # apt uses the host's package sources and keys, but lists and a cache below build/, so the host does not change.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")/.."
@@ -14,12 +15,12 @@ options=()
 (($# < 2)) || options=(--toolchain "$PWD/packaging/cross.cmake" -DTRIPLET="$1" -DSYSROOT="$2")
 
 give_up() {
-  echo "No archive of jsoncpp, so its shared library is linked: $1" >&2
+  echo "No static library of jsoncpp, so its shared library is linked: $1" >&2
   exit 0
 }
 
-# Copies the host's package sources, in both formats, and turns each into a source of source packages.
-source_sources() {
+# Copies the host's apt repositories, in both file formats, and makes each entry offer source packages.
+copy_repositories() {
   local main parts file
   eval "$(apt-config shell main Dir::Etc::sourcelist/f parts Dir::Etc::sourceparts/d)"
   mkdir -p "$work/sources"
@@ -53,13 +54,13 @@ END
 # The update may fail in part: some repositories have no source packages. apt verifies the package against the signed
 # lists.
 fetch() {
-  source_sources
+  copy_repositories
   configuration >"$work/apt.conf"
   timeout 120 apt-get -qq -c "$work/apt.conf" update || true
   (cd "$work" && timeout 120 apt-get -qq -c "$work/apt.conf" --only-source source "$1=$2")
 }
 
-# The sources include <iostream> without using it. A program would construct its streams at every start.
+# The sources include <iostream> without using it. With it, a program would construct the standard streams at every start.
 build() {
   sed -i '/#include <iostream>/d' "$1"/src/lib_json/*.cpp
   cmake -S scripts/jsoncpp -B "$work/tree" -G Ninja -DCMAKE_BUILD_TYPE=Release -DJSONCPP_SOURCE="$1" "${options[@]}" &&
@@ -72,7 +73,7 @@ version=$(pkg-config --modversion jsoncpp) || give_up 'pkg-config does not find 
 [[ -f $archive/libjsoncpp-$version.a && $package == "$(<"$archive/package")" ]] && exit 0
 [[ -z $(find "$log" -mmin -60 2>/dev/null) ]] || give_up "the last attempt failed within the last hour, see $log (delete this file to try again)."
 
-echo "Building an archive of jsoncpp from Debian's source package" >&2
+echo "Building a static library of jsoncpp from Debian's source package" >&2
 rm -rf "$archive" "$work"
 mkdir -p "$work/result"
 trap 'rm -rf "$work"' EXIT
