@@ -1,6 +1,7 @@
 #include "tests/appliance.h"
 
 #include <fcntl.h>
+#include <regex.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,7 +13,6 @@
 #include <fstream>
 #include <future>
 #include <memory>
-#include <regex>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -61,12 +61,31 @@ Json::Value Merged(Json::Value base, const Json::Value& more) {
 
 std::string NestedArrays(size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); }
 
+std::optional<Strings> Match(const std::string& pattern, const std::string& text) {
+    regex_t expression;
+    EXPECT_EQ(regcomp(&expression, ("^(" + pattern + ")$").c_str(), REG_EXTENDED | REG_NEWLINE), 0) << pattern;
+    std::vector<regmatch_t> found(expression.re_nsub + 1);
+    const bool matches = regexec(&expression, text.c_str(), found.size(), found.data(), 0) == 0;
+    regfree(&expression);
+    const auto part = [&](const regmatch_t& range) {
+        return range.rm_so < 0
+                   ? ""
+                   : text.substr(static_cast<size_t>(range.rm_so), static_cast<size_t>(range.rm_eo - range.rm_so));
+    };
+    // '^' and '$' also match at the line feeds within the text.
+    if (!matches || part(found[0]) != text) {
+        return std::nullopt;
+    }
+    Strings groups;
+    std::transform(found.begin() + 2, found.end(), std::back_inserter(groups), part);
+    return groups;
+}
+
 Strings Answer::Events() const {
     Strings events;
     for (const std::string& line : log) {
-        std::smatch part;
-        if (std::regex_match(line, part, std::regex(R"-(event 0x11B00(5..) 2 1 "(.*)" "" "" "")-"))) {
-            events.push_back(part[1].str() + (part[2].length() == 0 ? "" : " ") + part[2].str());
+        if (const auto parts = Match(R"-(event 0x11B00(5..) 2 1 "(.*)" "" "" "")-", line)) {
+            events.push_back(parts->at(0) + (parts->at(1).empty() ? "" : " ") + parts->at(1));
         } else {
             EXPECT_FALSE(line.starts_with("event ")) << line;
         }
@@ -78,8 +97,8 @@ bool Answer::Logged(const std::string& part) const {
     return std::any_of(log.begin(), log.end(), [&](const std::string& line) { return line.find(part) != line.npos; });
 }
 
-std::string Error(int line) {
-    return R"({"error":{"key":"error_system","line":)" + std::to_string(line) +
+std::string Error(int failureNumber) {
+    return R"({"error":{"key":"error_system","line":)" + std::to_string(failureNumber) +
            R"(,"section":"common"},"success":false})" + "\n";
 }
 
@@ -106,7 +125,7 @@ Answer RunProgram(const std::string& program, const Request& request) {
     int out[2];
     int err[2];
     EXPECT_TRUE(pipe2(out, O_CLOEXEC) == 0 && pipe2(err, O_CLOEXEC) == 0);
-    // Made before the fork: of a process with threads a child may find the allocator locked for ever.
+    // The child must not allocate memory: another thread could have held the lock of the allocator during the fork.
     Strings variables;
     for (const auto& [name, value] : request.environment) {
         variables.push_back(name + "=" + value);
@@ -131,7 +150,7 @@ Answer RunProgram(const std::string& program, const Request& request) {
     close(out[1]);
     close(err[1]);
     request.whileRunning(child);
-    // Both to their ends, as a web server does before it closes a request.
+    // Read both outputs to their ends, as a web server does before it ends a request.
     std::future<std::string> errors = std::async(std::launch::async, ReadToEnd, err[0]);
     Answer answer;
     answer.output = ReadToEnd(out[0]);
@@ -189,8 +208,8 @@ void WriteAll(const std::string& path, const std::string& content) {
     ASSERT_TRUE(stream.flush().good()) << path;
 }
 
-void WriteProgram(const std::string& path, const std::string& script) {
-    WriteAll(path, "#!/bin/sh\n" + script);
+void WriteProgram(const std::string& path, const std::string& shellCode) {
+    WriteAll(path, "#!/bin/sh\n" + shellCode);
     fs::permissions(path, fs::perms(0755));
 }
 
@@ -210,8 +229,9 @@ void Appliance::Prepare() {
 }
 
 Answer Appliance::Send(const Request& request) {
-    const char* other = getenv("MEDIASERV_PROGRAM");  // one of another architecture, with the same root
-    const Answer answer = RunProgram(other != nullptr ? other : MEDIASERV_PROGRAM, request);
+    // foreign_test.sh sets the variable to a program for another architecture with the same root.
+    const char* foreign = getenv("MEDIASERV_PROGRAM");
+    const Answer answer = RunProgram(foreign != nullptr ? foreign : MEDIASERV_PROGRAM, request);
     EXPECT_EQ(answer.exitStatus, 0) << testing::PrintToString(answer.log);
     return answer;
 }

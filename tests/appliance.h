@@ -1,4 +1,4 @@
-// A fresh appliance for each test, and the program run in it as a web server runs it.
+// The fixture: prepares a fresh root for each test and runs the program as a web server does.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,48 +16,54 @@ using Fields = std::vector<std::pair<std::string, std::string>>;
 using Strings = std::vector<std::string>;
 
 Json::Value ParsedJson(const std::string& text);
-Json::Value Merged(Json::Value base, const Json::Value& more);  // `more` over `base`; objects by their members
+// Returns `base` with the members of `more`, which replace those of the same name; objects are merged recursively.
+Json::Value Merged(Json::Value base, const Json::Value& more);
 std::string NestedArrays(size_t depth);
 
+// Returns the groups of a POSIX extended regular expression that matches all of `text`, or nothing if it doesn't match.
+// '.' matches no line feed. (std::regex takes many seconds to compile under the sanitizers.)
+std::optional<Strings> Match(const std::string& pattern, const std::string& text);
+
 struct Request {
-    std::map<std::string, std::string> environment;  // the CGI variables
+    std::map<std::string, std::string> environment;  // all variables of the program, the CGI ones included
     std::string body;
-    std::function<void()> beforeExec = [] {};               // in the program's process
-    std::function<void(pid_t)> whileRunning = [](auto) {};  // in this one, once the program runs
+    std::function<void()> beforeExec = [] {};               // called in the child process before it becomes the program
+    std::function<void(pid_t)> whileRunning = [](auto) {};  // called in this process once the program is running
 };
 
 struct Answer {
-    int exitStatus = -1;  // -1 when it was killed
+    int exitStatus = -1;  // -1 if a signal killed the program
     std::string output;
-    std::string header;  // up to and with the empty line
-    std::string body;    // behind it
+    std::string header;  // the part of `output` up to the empty line, included
+    std::string body;    // the rest of `output`
     Strings log;         // lines of standard error, without "mediaserv: "
-    double seconds = 0;  // until both outputs were closed
+    double seconds = 0;  // from the start until both outputs were closed
     long peakKilobytes = 0;
 
     Json::Value Json() const { return ParsedJson(body); }
-    Strings Events() const;  // 0x11B00508 is "508", 0x11B00513 with its text "513 artist"
-    bool Logged(const std::string& part) const;
+    // Returns the events in the log: "508" for 0x11B00508, "513 artist" for 0x11B00513 with a text.
+    Strings Events() const;
+    bool Logged(const std::string& part) const;  // returns whether a line contains `part`
 };
 
 constexpr char SUCCESS[] = "{\"success\":true}\n";
 constexpr char FAILURE[] = "{\"success\":false}\n";
 constexpr char SAVED[] = "{\"data\":{},\"success\":true}\n";
 
-// The framework's error report.
-std::string Error(int line);
+// Returns the error response with a failure number.
+std::string Error(int failureNumber);
 
 Request PostRequest(const std::string& action, const Fields& fields = {});
 Answer RunProgram(const std::string& program, const Request& request);
 
-// A table of tests/cases/FILE.json.
+// Returns a table of tests/cases/FILE.json, which must not be empty.
 Json::Value Cases(const std::string& file, const std::string& table);
-Fields ToFields(const Json::Value& object);  // null is not sent
+Fields ToFields(const Json::Value& object);  // omits the members that are null
 Strings ToStrings(const Json::Value& array);
 
-std::string ReadAll(const std::string& path);  // "" when there is no such file
-void WriteAll(const std::string& path, const std::string& content);
-void WriteProgram(const std::string& path, const std::string& script);
+std::string ReadAll(const std::string& path);                              // "" if the file can't be read
+void WriteAll(const std::string& path, const std::string& content);        // also creates the directories
+void WriteProgram(const std::string& path, const std::string& shellCode);  // writes an executable shell script
 
 class Appliance : public testing::Test {
   protected:
@@ -71,13 +78,14 @@ class Appliance : public testing::Test {
     static Answer Send(const Request& request);
     static Answer Post(const std::string& action, const Fields& fields = {});
 
-    // What the control script was run with, in order; "start STATUS" with the variable of a start.
+    // Returns the orders that the control script got since the last call; "start START" if the variable of the
+    // package's start was set.
     static Strings ScriptCalls();
     static void LetScriptFail();
 
-    // The signals that reached the daemon, which is this process, since the last call.
+    // Returns the signals that the daemon got since the last call. The PID file names this process as the daemon.
     static std::vector<int> Signals();
 
-    // Lets every write of a file fail in a request, as on a full disk.
+    // Returns the request with every write to a file failing, as on a full disk.
     static Request OnFullDisk(Request request);
 };

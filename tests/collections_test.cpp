@@ -1,4 +1,4 @@
-// The exposed collections: each user's choice, and the listing out of a PostgreSQL server of the test's own.
+// The exposed collections: each user's choice, and their list from a PostgreSQL server that the test starts.
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -14,15 +14,16 @@
 namespace {
 
 constexpr char EMPTY_LIST[] = "{\"data\":{\"collections\":[]},\"success\":true}\n";
-constexpr char UNREAD[] = "mediaserv:1584 Error: MediaServiceHandler::GetJsonFromFile - Json::Reader::parse failed";
+constexpr char INVALID_JSON[] =
+    "mediaserv:1584 Error: MediaServiceHandler::GetJsonFromFile - Json::Reader::parse failed";
 
 class CollectionsTest : public Appliance {
   protected:
     static inline const std::string STORED = ETC + "/exposed_collection.json";
     static inline std::string server_ = "/nowhere";
 
-    // A request of a user of a user database of the test's own.
-    static Request By(const std::string& user, const std::string& action, const Fields& fields = {}) {
+    // Returns a request of a user in a user database that only this request sees.
+    static Request RequestOf(const std::string& user, const std::string& action, const Fields& fields = {}) {
         WriteAll(ROOT + "/group", "root:x:0:\n");
         WriteAll(ROOT + "/passwd", "root:x:0:0::/:\nann:x:1026:0::/:\nlast:x:4294967295:0::/:\n");
         Request request = PostRequest(action, fields);
@@ -34,11 +35,11 @@ class CollectionsTest : public Appliance {
     }
 
     static Request Save(const std::string& user, const std::string& list) {
-        return By(user, "saveCollection", {{"exposed_collections", list}});
+        return RequestOf(user, "saveCollection", {{"exposed_collections", list}});
     }
 };
 
-TEST_F(CollectionsTest, NoListMakesTheFileUnreadable) {
+TEST_F(CollectionsTest, NoChoiceMakesTheFileUnreadable) {
     for (const std::string& list : {NestedArrays(100000), NestedArrays(998)}) {
         EXPECT_EQ(Send(Save("ann", list)).body, FAILURE);
     }
@@ -50,9 +51,9 @@ TEST_F(CollectionsTest, NoListMakesTheFileUnreadable) {
     }
 }
 
-// What a process loads is told by the dynamic linker.
-TEST_F(CollectionsTest, OneActionOfNineteenNeedsLibpq) {
-    WriteAll(ROOT + "/lib/libpq.so.5", "no library");
+// The dynamic linker reports the libraries that a process loads.
+TEST_F(CollectionsTest, OnlyOneOfNineteenActionsLoadsLibpq) {
+    WriteAll(ROOT + "/lib/libpq.so.5", "not a library");
     std::istringstream actions(
         "load_dma_page save_dma_page load_browsing_page save_browsing_page load_general_page save_general_page "
         "loadmenu savemenu getdmslangtext loadlogconf applylogconf downloadlog clearlog saveClientList "
@@ -61,9 +62,9 @@ TEST_F(CollectionsTest, OneActionOfNineteenNeedsLibpq) {
         Request request = PostRequest(action);
         request.environment.insert({{"LD_LIBRARY_PATH", ROOT + "/lib"}, {"LD_DEBUG", "files"}});
         const Answer answer = Send(request);
-        const bool lists = action == "loadCollection";
-        EXPECT_TRUE(lists ? answer.body == EMPTY_LIST : !answer.body.empty()) << action;
-        EXPECT_EQ(answer.Logged("libpq"), lists) << action;
+        const bool needsLibpq = action == "loadCollection";
+        EXPECT_TRUE(needsLibpq ? answer.body == EMPTY_LIST : !answer.body.empty()) << action;
+        EXPECT_EQ(answer.Logged("libpq"), needsLibpq) << action;
     }
 }
 
@@ -71,7 +72,7 @@ class VideoLibraryTest : public CollectionsTest {
   protected:
     static inline const std::string CLUSTER = BINARY_DIRECTORY "/video_library";
 
-    // Shells read their commands where the program reads a body.
+    // Passes the commands to a shell as standard input, like a request body. Returns the first line of its output.
     static std::string Run(const std::string& shell, const std::string& commands, const std::string& database = "") {
         const Answer answer = RunProgram("/usr/bin/" + shell,
             {{{"PATH", "/usr/bin:/bin"}, {"PGHOST", server_}, {"PGUSER", "postgres"}, {"PGDATABASE", database}},
@@ -80,7 +81,7 @@ class VideoLibraryTest : public CollectionsTest {
         return answer.output.substr(0, answer.output.find('\n'));
     }
 
-    static std::string Control(const std::string& order) {
+    static std::string ControlServer(const std::string& order) {
         return Run("sh", SOURCE_DIRECTORY "/demo/postgres.sh " + order + " " + CLUSTER);
     }
 
@@ -88,15 +89,15 @@ class VideoLibraryTest : public CollectionsTest {
         Run("psql", "\\set ON_ERROR_STOP 1\n" + statements, database);
     }
 
-    static void SetUpTestSuite() { server_ = Control("start"); }
+    static void SetUpTestSuite() { server_ = ControlServer("start"); }
     static void TearDownTestSuite() {
-        Control("stop");
+        ControlServer("stop");
         std::filesystem::remove_all(CLUSTER);
     }
 
-    static Answer List(const std::string& user = "ann") { return Send(By(user, "loadCollection")); }
+    static Answer List(const std::string& user = "ann") { return Send(RequestOf(user, "loadCollection")); }
 
-    // The ids of a list, those that are exposed with a star.
+    // Returns the ids of the listed collections, each exposed one with a star.
     static std::string Ids(const Answer& answer) {
         const Json::Value document = answer.Json();
         std::string ids;
@@ -106,7 +107,7 @@ class VideoLibraryTest : public CollectionsTest {
         return ids;
     }
 
-    // A success with the list, and one log line where there is a problem.
+    // Expects a success with the list, and one log line if there is a problem.
     static void Expect(const Answer& answer, const std::string& ids, const std::string& problem = "") {
         EXPECT_TRUE(answer.Json()["success"].asBool());
         EXPECT_EQ(Ids(answer), ids);
@@ -132,10 +133,10 @@ TEST_F(VideoLibraryTest, AUsersCollectionsAreListed) {
         EXPECT_EQ(Ids(List()), listing["ids"].asString()) << listing;
     }
     WriteAll(STORED, "{");
-    EXPECT_EQ(List().log, Strings{UNREAD});
+    EXPECT_EQ(List().log, Strings{INVALID_JSON});
 }
 
-TEST_F(VideoLibraryTest, WhatCannotBeListedIsLeftOut) {
+TEST_F(VideoLibraryTest, UnusableRowsAndDatabasesAreOmitted) {
     Sql("ALTER TABLE collection RENAME TO kept; CREATE TABLE collection (uid bigint, id jsonb, title jsonb);"
         "INSERT INTO collection VALUES (1026, '1', '\"a\"'), (1026, null, '\"e\"'), (1026, '4', null);");
     Expect(List(), "1 ");
@@ -153,18 +154,20 @@ TEST_F(VideoLibraryTest, WhatCannotBeListedIsLeftOut) {
     Sql("ALTER DATABASE video_metadata RENAME TO kept;", "postgres");
     Expect(List(), "");
     Sql("ALTER DATABASE kept RENAME TO video_metadata;", "postgres");
-    Control("stop");
+    ControlServer("stop");
     Expect(List(), "");
-    EXPECT_EQ(Control("start"), server_);
+    EXPECT_EQ(ControlServer("start"), server_);
 }
 
+// What a misbehaving server does after its two messages: it disconnects, or waits until the client disconnects, or
+// repeats a third message until then.
 using Then = std::optional<std::string>;
-const Then LEAVES = std::nullopt;
-const Then WAITS = "";
+const Then DISCONNECT = std::nullopt;
+const Then WAIT = "";
 
-// Starts a server that sends every client two messages, each after something was received. Then it leaves, or waits for
-// the client's end, or repeats a third message until then. Returns its address, an abstract one, which needs no folder.
-std::string OddServer(const std::string& login, const std::string& answer, const Then& then) {
+// Starts a server that sends every client two messages, each after it received something. Returns its address, which is
+// an abstract one and needs no directory.
+std::string MisbehavingServer(const std::string& login, const std::string& result, const Then& then) {
     static int count = 0;
     const std::string name = "mediaserv-" + std::to_string(getpid()) + "-" + std::to_string(++count);
     const std::string path = name + "/.s.PGSQL.5432";
@@ -177,11 +180,11 @@ std::string OddServer(const std::string& login, const std::string& answer, const
     std::thread([=] {
         char received[4096];
         for (int client = 0; (client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)) >= 0; close(client)) {
-            for (const std::string& message : {login, answer}) {
+            for (const std::string& message : {login, result}) {
                 recv(client, received, sizeof received, 0);
                 send(client, message.data(), message.size(), MSG_NOSIGNAL);
             }
-            while (then == WAITS && recv(client, received, sizeof received, 0) > 0) {
+            while (then == WAIT && recv(client, received, sizeof received, 0) > 0) {
             }
             while (then.value_or("") != "" && send(client, then->data(), then->size(), MSG_NOSIGNAL) > 0) {
                 usleep(20000);
@@ -191,8 +194,8 @@ std::string OddServer(const std::string& login, const std::string& answer, const
     return "@" + name;
 }
 
-// Messages of PostgreSQL's protocol, version 3.
-TEST_F(VideoLibraryTest, NoServerHoldsARequest) {
+// The messages are those of PostgreSQL's protocol, version 3.
+TEST_F(VideoLibraryTest, NoServerDelaysARequestForLong) {
     using namespace std::string_literals;
     const std::string welcome = "R\0\0\0\10\0\0\0\0Z\0\0\0\5I"s;
     const std::string columns = "T\0\0\0\34\0\1row\0\0\0\0\0\0\0\0\0\0\31\377\377\377\377\377\377\0\0"s;
@@ -200,29 +203,29 @@ TEST_F(VideoLibraryTest, NoServerHoldsARequest) {
     const std::string halfRow = "D\0\0\0\30\0\1\0\0\0\16{\"id\""s;
     const std::string notice = "N\0\0\0\21SNOTICE\0MHm\0\0"s;
     const struct {
-        std::string login, answer;
+        std::string login, result;
         Then then;
         double seconds;
         std::string problem;
     } cases[] = {
-        {"", "", WAITS, 5, ""},
-        {"R", "", WAITS, 5, ""},
-        {welcome, "", WAITS, 10, "no answer within 10 seconds"},
-        {welcome, columns + halfRow, WAITS, 10, "no answer within 10 seconds"},
-        {welcome, columns + halfRow, LEAVES, 0, "server closed the connection unexpectedly"},
+        {"", "", WAIT, 5, ""},
+        {"R", "", WAIT, 5, ""},
+        {welcome, "", WAIT, 10, "no answer within 10 seconds"},
+        {welcome, columns + halfRow, WAIT, 10, "no answer within 10 seconds"},
+        {welcome, columns + halfRow, DISCONNECT, 0, "server closed the connection unexpectedly"},
         {welcome, "", notice, 10, "no answer within 10 seconds"},
         {welcome, columns, emptyRow, 10, "no answer within 10 seconds"},
-        {welcome, "T\0\0\0\6\0\0D\0\0\0\6\0\0"s, WAITS, 0, "an answer that has no rows"},
-        {welcome, "H\0\0\0\7\0\0\0"s, WAITS, 0, "an answer that has no rows"},
-        {welcome, "HTTP/1.1 400 Bad Request\r\n", WAITS, 0, "lost synchronization with server"},
+        {welcome, "T\0\0\0\6\0\0D\0\0\0\6\0\0"s, WAIT, 0, "an answer that has no rows"},
+        {welcome, "H\0\0\0\7\0\0\0"s, WAIT, 0, "an answer that has no rows"},
+        {welcome, "HTTP/1.1 400 Bad Request\r\n", WAIT, 0, "lost synchronization with server"},
     };
     Sql("ALTER TABLE collection RENAME TO kept;"
         "CREATE VIEW collection AS SELECT 1 AS id, 1026 AS uid, pg_sleep(60)::text AS title;");
     std::vector<std::future<Answer>> answers;
-    Request request = By("ann", "loadCollection");
+    Request request = RequestOf("ann", "loadCollection");
     auto slow = std::async(std::launch::async, Send, request);
-    for (const auto& [login, answer, then, seconds, problem] : cases) {
-        request.environment["PGHOST"] = OddServer(login, answer, then);
+    for (const auto& [login, result, then, seconds, problem] : cases) {
+        request.environment["PGHOST"] = MisbehavingServer(login, result, then);
         answers.push_back(std::async(std::launch::async, Send, request));
     }
     const auto expect = [](const Answer& answer, double seconds, const std::string& problem) {
@@ -233,7 +236,7 @@ TEST_F(VideoLibraryTest, NoServerHoldsARequest) {
     for (size_t i = 0; i < std::size(cases); ++i) {
         expect(answers[i].get(), cases[i].seconds, cases[i].problem);
     }
-    // The server doesn't work on for nobody.
+    // The server ends an abandoned query by itself: a running query would keep the view locked.
     Sql("SET lock_timeout = '5s'; DROP VIEW collection; ALTER TABLE kept RENAME TO collection;");
 }
 

@@ -1,4 +1,4 @@
-// The control of the daemon: its script, its signals, and what a child gets from this program.
+// The control of the daemon by its script and by signals, and what child processes inherit from the program.
 #include "daemon/daemon_control.h"
 
 #include <unistd.h>
@@ -41,7 +41,7 @@ TEST_F(DaemonControlTest, ModesRunTheScript) {
     }
 }
 
-TEST_F(DaemonControlTest, AChildGetsNothingOfTheRequest) {
+TEST_F(DaemonControlTest, AChildInheritsNothingFromTheRequest) {
     WriteProgram(
         SCRIPT, "cd " + ROOT + "; cat /proc/$$/environ > environment; exec > files; readlink /proc/$$/fd/*; true\n");
     Request request = PostRequest("save_browsing_page", {{"enableradio", "true"}});
@@ -51,13 +51,13 @@ TEST_F(DaemonControlTest, AChildGetsNothingOfTheRequest) {
         dup2(STDOUT_FILENO, 3);
     };
     EXPECT_EQ(Send(request).body, SAVED);
-    // The script opens the list, and its shell the script.
+    // The list itself is open, and the shell has the script open.
     const std::string own = ROOT + "/files\n" + SCRIPT + "\n";
     EXPECT_EQ(ReadAll(ROOT + "/files"), "/dev/null\n" + own + "/dev/null\n");
     EXPECT_EQ(ReadAll(ROOT + "/environment"), "PATH=/usr/sbin:/usr/bin:/sbin:/bin" + std::string(1, '\0'));
 }
 
-// A shell would begin with a mask of its own.
+// Runs cp, not a script: a shell would change its own signal mask.
 TEST_F(DaemonControlTest, AChildHasDefaultSignals) {
     const std::string status = ROOT + "/status";
     sigset_t all;
@@ -68,7 +68,7 @@ TEST_F(DaemonControlTest, AChildHasDefaultSignals) {
     EXPECT_EQ(VLIBCExec("/bin/cp", "/proc/self/status", status.c_str(), nullptr, nullptr), 0);
     signal(SIGTERM, SIG_DFL);
     sigprocmask(SIG_SETMASK, &before, nullptr);
-    // 32 and 33 are the C library's own: nobody can set them.
+    // The C library reserves the signals 32 and 33 and never blocks them.
     unsigned long long blocked = 0;
     unsigned long long ignored = 0;
     const std::string text = ReadAll(status);
@@ -77,7 +77,7 @@ TEST_F(DaemonControlTest, AChildHasDefaultSignals) {
     EXPECT_EQ((blocked | ignored) & ~0x180000000ULL, 0U);
 }
 
-TEST_F(DaemonControlTest, AScriptCannotDelayOrCorruptAnAnswer) {
+TEST_F(DaemonControlTest, AScriptCannotDelayOrCorruptAResponse) {
     WriteProgram(SCRIPT, "set -e; echo printed; echo printed >&2; sleep 20 & echo $! > " + ROOT + "/left\n");
     const Answer answer = Post("save_browsing_page", {{"enableradio", "true"}});
     EXPECT_TRUE(answer.output.starts_with("Content-Type:") && answer.body == SAVED) << answer.output;
@@ -86,7 +86,7 @@ TEST_F(DaemonControlTest, AScriptCannotDelayOrCorruptAnAnswer) {
     EXPECT_EQ(kill(std::stoi(ReadAll(ROOT + "/left")), SIGTERM), 0);
 }
 
-TEST_F(DaemonControlTest, OnlyAProcessNumberIsSignalled) {
+TEST_F(DaemonControlTest, OnlyAValidPidFileSendsASignal) {
     const std::string file = ROOT + "/var/run/dms.pid";
     const std::string pid = std::to_string(getpid());
     const auto send = [&](const std::string& content) {

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Runs lighttpd and nginx with the files of docs/examples; only their paths are replaced by those of this test.
+# Tests the configuration of docs/examples in lighttpd and nginx. Only the paths are replaced.
 # Usage: deploying_test.sh PROGRAM
 set -euo pipefail
 
@@ -23,12 +23,12 @@ example() {
 
 free_port() {
   local port
-  while port=$((20000 + RANDOM % 10000)) && (: 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; do :; done
+  while port=$((10000 + RANDOM % 10000)) && (: 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null; do :; done
   echo "$port"
 }
 
-# hold SERVER WHAT COMMAND...: the command succeeds.
-hold() {
+# check SERVER WHAT COMMAND...: the command must succeed.
+check() {
   local what="$1, $2"
   shift 2
   "$@" && echo "ok: $what" && return
@@ -38,18 +38,18 @@ hold() {
 
 matches() { [[ $1 =~ $2 ]]; }
 
-# expect SERVER WHAT PATTERN CURL-ARGUMENT...: the status and the answer match the pattern.
+# expect SERVER WHAT PATTERN CURL-ARGUMENT...: the response body and status must match the pattern.
 expect() {
-  local server=$1 what=$2 pattern=$3 answer
+  local server=$1 what=$2 pattern=$3 response
   shift 3
-  answer=$(curl --silent --noproxy '*' --max-time 60 --write-out '\n%{http_code}' "$@" "$url" | tr '\n' ' ')
-  hold "$server" "$what" matches "$answer" "$pattern"
+  response=$(curl --silent --noproxy '*' --max-time 60 --write-out '\n%{http_code}' "$@" "$url" | tr '\n' ' ')
+  check "$server" "$what" matches "$response" "$pattern"
 }
 
-# Four requests of a second each take less than two, if not at once on a busy machine, then at another try.
+# Four requests of one second each take less than two seconds in total. A busy machine may need another try.
 four_at_a_time() {
   local start requests
-  for _ in 1 2 3; do
+  for _ in {1..10}; do
     start=${EPOCHREALTIME/[^0-9]/} requests=()
     for _ in 1 2 3 4; do
       curl --silent --noproxy '*' --output /dev/null "$@" --data action=loadClientList "$url" &
@@ -61,12 +61,12 @@ four_at_a_time() {
   return 1
 }
 
-# check_page SERVER PORT: the page, its headers, and nothing of it without a login or by another method.
+# check_page SERVER PORT: the page and its headers are served, and only to a GET or HEAD request with a login.
 check_page() {
   local server=$1 login=(--user demo:secret) tag
   url=http://127.0.0.1:$2/mediaserv/
   expect "$server" 'the page' "default-src 'none'.* 200 ?$" "${login[@]}" --include
-  expect "$server" 'the page, its head' 'no-cache.* 200 ?$' "${login[@]}" --head
+  expect "$server" 'the page by HEAD' 'no-cache.* 200 ?$' "${login[@]}" --head
   expect "$server" 'the page without a password' ' 401 ?$'
   expect "$server" 'the page by POST' ' 40[35] ?$' "${login[@]}" --data x=y
   tag=$(curl --silent --noproxy '*' "${login[@]}" --head "$url" | sed -n 's/^ETag: //Ip' | tr -d '\r')
@@ -75,8 +75,8 @@ check_page() {
   expect "$server" 'a module' 'text/javascript.*nosniff.* 200 ?$' "${login[@]}" --include
 }
 
-# check SERVER PORT LOG: LOG is where the program's log lines go.
-check() {
+# check_program SERVER PORT LOG: LOG is the file that gets the log lines of the program.
+check_program() {
   local server=$1 log=$3 login=(--user demo:secret) load=(--data action=load_browsing_page)
   url=http://127.0.0.1:$2/cgi-bin/mediaserv
   curl --silent --noproxy '*' --output /dev/null --retry 100 --retry-delay 1 --retry-connrefused "$url" || true
@@ -86,16 +86,16 @@ check() {
   expect "$server" 'HEAD' ' 40[35] ?$' "${login[@]}" --head
   expect "$server" 'PUT' ' 40[35] ?$' "${login[@]}" --request PUT "${load[@]}"
   expect "$server" 'POST' '^\{"data":\{.*"success":true\} .*200 ?$' "${login[@]}" "${load[@]}"
-  expect "$server" 'another site, by Sec-Fetch-Site' '50[02] ?$' "${login[@]}" "${load[@]}" -H 'Sec-Fetch-Site: cross-site'
-  expect "$server" 'another site, by Origin' '50[02] ?$' "${login[@]}" "${load[@]}" -H 'Origin: http://other.example'
-  expect "$server" 'its own site' '"success":true' "${login[@]}" "${load[@]}" -H "Origin: http://127.0.0.1:$2"
+  expect "$server" 'a page of another site, by Sec-Fetch-Site' '50[02] ?$' "${login[@]}" "${load[@]}" -H 'Sec-Fetch-Site: cross-site'
+  expect "$server" 'a page of another site, by Origin' '50[02] ?$' "${login[@]}" "${load[@]}" -H 'Origin: http://other.example'
+  expect "$server" 'a page of the same site' '"success":true' "${login[@]}" "${load[@]}" -H "Origin: http://127.0.0.1:$2"
   expect "$server" 'a body of 32 MiB' '"success":true' "${login[@]}" --data-binary "@$work/large"
   echo >>"$work/large"
   expect "$server" 'a larger body' '^\{"error":.*"success":false\} .*413 ?$' "${login[@]}" --data-binary "@$work/large"
   truncate --size=32M "$work/large"
-  hold "$server" 'its log line' grep -q 'request refused: ' "$log"
+  check "$server" 'the log line of a rejected request' grep -q 'request refused: ' "$log"
 
-  hold "$server" 'four requests at a time' four_at_a_time "${login[@]}"
+  check "$server" 'four requests at the same time' four_at_a_time "${login[@]}"
 }
 
 # shellcheck disable=SC2016 # the dollar signs belong to the hash
@@ -114,7 +114,7 @@ $(example lighttpd.conf)
 END
 /usr/sbin/lighttpd -D -f "$work/lighttpd.conf" 2>"$work/lighttpd.log" &
 servers+=($!)
-check lighttpd "$port" "$work/breakage.log"
+check_program lighttpd "$port" "$work/breakage.log"
 check_page lighttpd "$port"
 
 port=$(free_port)
@@ -139,10 +139,10 @@ http {
 END
 read -ra fcgiwrap < <(example fcgiwrap.service.conf | sed -n 's/^ExecStart=\(.\+\)/\1/p')
 setsid "${fcgiwrap[@]}" -s "unix:$work/socket" &
-servers+=("-$!") # with its processes
+servers+=("-$!") # the process group, with all child processes
 /usr/sbin/nginx -e "$work/nginx.log" -c "$work/nginx.conf" 2>"$work/nginx.err" &
 servers+=($!)
-check nginx "$port" "$work/nginx.log"
+check_program nginx "$port" "$work/nginx.log"
 check_page nginx "$port"
 
 ((failures == 0)) || { tail -n 20 "$work"/*.log; exit 1; }

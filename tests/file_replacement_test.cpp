@@ -1,5 +1,5 @@
-// Every file that is saved is replaced whole or not at all, and no save is lost: the same for settings, client list,
-// exposed collections and menu templates.
+// Saves replace a file as a whole or not at all, and no save is lost. Every test covers the settings, the client list,
+// the exposed collections and the menu templates.
 #include "platform/files/file_replacement.h"
 
 #include <linux/capability.h>
@@ -22,11 +22,12 @@ namespace {
 
 constexpr int MANY = 64;
 
-// Of which a save changes one.
+// A save of the page changes only the last of these settings.
 constexpr char SETTINGS_BEFORE[] =
     "photo_sort_by_mediaservice=\"filename\"\nphoto_sort_order_mediaservice=\"asc\"\nmusicinfo_mediaservice=\"old\"\n";
 
-// Runs each piece of work in a process of its own, all at once; true when each returned true.
+// Calls `work` with 0 to `count` - 1, each in its own process, all at the same time. Returns whether all calls returned
+// true.
 template <typename Work>
 bool AtOnce(int count, const Work& work) {
     std::vector<pid_t> processes;
@@ -42,7 +43,7 @@ bool AtOnce(int count, const Work& work) {
     });
 }
 
-// A file, and the request that saves it with `text` in it.
+// A file, its content before the test, the response to a failed save, and the request that saves it with a text.
 struct SavedFile {
     std::string path;
     std::string before;
@@ -84,13 +85,13 @@ class FileReplacementTest : public Appliance {
         return status;
     }
 
-    // Root would not be held up by modes.
-    static Request WithoutPrivilege(Request request) {
+    // Root ignores file modes unless it drops this capability.
+    static Request SubjectToModes(Request request) {
         request.beforeExec = [] { prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0); };
         return request;
     }
 
-    static auto FilesBeside() { return std::distance(fs::directory_iterator(ETC), {}); }
+    static auto CountOfFiles() { return std::distance(fs::directory_iterator(ETC), {}); }
 };
 
 TEST_F(FileReplacementTest, SimultaneousSavesAreAllKept) {
@@ -120,12 +121,12 @@ TEST_F(FileReplacementTest, SimultaneousSavesAreAllKept) {
         EXPECT_EQ(choices[std::to_string(i)]["exposed_collections"][0], "7") << i;
         EXPECT_NE(ReadAll(SETTINGS).find("key" + std::to_string(i) + "=\"v\"\n"), std::string::npos) << i;
     }
-    // Of several templates one is left.
+    // Of several templates, one is stored as a whole.
     const auto content = [](int i) { return std::string(1U << 20U, static_cast<char>('a' + i)); };
     EXPECT_TRUE(AtOnce(4, [&](int i) { return Send(SaveMenu(content(i))).body == SUCCESS; }));
     const std::string left = ReadAll(MENU);
     EXPECT_TRUE(left == content(left.at(0) - 'a'));
-    EXPECT_EQ(FilesBeside(), 4);
+    EXPECT_EQ(CountOfFiles(), 4);
 }
 
 TEST_F(FileReplacementTest, AKilledSaveLeavesAWholeFile) {
@@ -148,10 +149,10 @@ TEST_F(FileReplacementTest, AKilledSaveLeavesAWholeFile) {
         }
         EXPECT_EQ(Send(file.save("after")).body.find("false"), std::string::npos);
     }
-    EXPECT_EQ(FilesBeside(), 4);
+    EXPECT_EQ(CountOfFiles(), 4);
 }
 
-TEST_F(FileReplacementTest, WhatCannotBeWrittenKeepsTheOldFile) {
+TEST_F(FileReplacementTest, AFailedSaveKeepsTheOldFile) {
     for (const SavedFile& file : Files()) {
         WriteAll(file.path, file.before);
         const Answer answer = Send(OnFullDisk(file.save("new")));
@@ -159,9 +160,10 @@ TEST_F(FileReplacementTest, WhatCannotBeWrittenKeepsTheOldFile) {
         EXPECT_EQ(answer.log, Strings{file.path + " can't be saved: File too large"});
         EXPECT_EQ(ReadAll(file.path), file.before);
     }
-    EXPECT_EQ(FilesBeside(), 4);
+    EXPECT_EQ(CountOfFiles(), 4);
     EXPECT_EQ(Signals(), std::vector<int>{});
-    // No file becomes larger than one may be: an array in as many others takes a line of tabs for each element.
+    // No file becomes too large to be read: each element of a nested array gets a line with as many tabs as it has
+    // levels.
     const std::string nested = std::string(900, '[') + std::string(900, ']');
     std::string list;
     for (int i = 0; i < 200; ++i) {
@@ -173,7 +175,7 @@ TEST_F(FileReplacementTest, WhatCannotBeWrittenKeepsTheOldFile) {
     EXPECT_EQ(ReadAll(COLLECTIONS), Files()[2].before);
 }
 
-TEST_F(FileReplacementTest, ALockHeldForEverEndsInAFailure) {
+TEST_F(FileReplacementTest, ALockThatIsNeverReleasedEndsInAFailure) {
     for (const SavedFile& file : Files()) {
         WriteAll(file.path, file.before);
     }
@@ -188,7 +190,7 @@ TEST_F(FileReplacementTest, ALockHeldForEverEndsInAFailure) {
     }));
 }
 
-TEST_F(FileReplacementTest, ModeOwnerAndLinkStay) {
+TEST_F(FileReplacementTest, ModeOwnerAndLinkAreKept) {
     for (const SavedFile& file : Files()) {
         SCOPED_TRACE(file.path);
         const std::string real = ROOT + "/" + fs::path(file.path).filename().string();
@@ -203,9 +205,9 @@ TEST_F(FileReplacementTest, ModeOwnerAndLinkStay) {
         EXPECT_NE(after.st_ino, before.st_ino);
         EXPECT_EQ(std::tie(after.st_mode, after.st_uid, after.st_gid),
             std::tie(before.st_mode, before.st_uid, before.st_gid));
-        // Where a link leads to no file yet, or there is none at all, one is made; but the daemon makes its list.
-        for (const std::string& gone : {real, file.path}) {
-            fs::remove(gone);
+        // A save creates a missing file, also as the target of a link. Only the daemon creates the client list.
+        for (const std::string& missing : {real, file.path}) {
+            fs::remove(missing);
             umask(077);
             Send(file.save("made"));
             umask(022);
@@ -215,7 +217,7 @@ TEST_F(FileReplacementTest, ModeOwnerAndLinkStay) {
     }
 }
 
-TEST_F(FileReplacementTest, OnlyWhatMayBeWrittenIs) {
+TEST_F(FileReplacementTest, ModesDecideWhatIsSaved) {
     struct Case {
         mode_t directory, file;
         bool saved, inPlace;
@@ -228,7 +230,7 @@ TEST_F(FileReplacementTest, OnlyWhatMayBeWrittenIs) {
             chmod(file.path.c_str(), modes.file);
             chmod(ETC.c_str(), modes.directory);
             const struct stat before = Status(file.path);
-            const Answer answer = Send(WithoutPrivilege(file.save("new")));
+            const Answer answer = Send(SubjectToModes(file.save("new")));
             EXPECT_EQ(answer.body == file.failure, !modes.saved) << testing::PrintToString(answer.log);
             EXPECT_EQ(ReadAll(file.path).find("new") != std::string::npos, modes.saved);
             EXPECT_EQ(Status(file.path).st_ino == before.st_ino, modes.inPlace || !modes.saved);

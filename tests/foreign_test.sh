@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# The transcripts with the program of another architecture, run by qemu in the system root that it was linked against.
-# Usage: foreign_test.sh TREE ARCHITECTURE...; TREE is a build of the release code with a root and its tests
+# Builds the program for other architectures and runs the transcripts with it, under qemu and with the libraries of
+# its system root. Usage: foreign_test.sh TREE ARCHITECTURE...; TREE is a release build with a root and the tests
 set -euo pipefail
 cd "$(dirname "$(dirname "$(readlink -f "$0")")")"
 

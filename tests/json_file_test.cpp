@@ -1,4 +1,4 @@
-// The system's JSON texts: which are documents, what they may cost, and that their comments stay.
+// The JSON files of the system: which texts are valid, and the limits on values, comments, nesting and size.
 #include "tests/appliance.h"
 
 namespace {
@@ -27,29 +27,29 @@ class JsonFileTest : public Appliance {
         Expect(content, Json::FastWriter().write(document));
     }
 
-    static void ExpectNone(const std::string& content) {
-        Expect(content, UNREAD,
+    static void ExpectInvalid(const std::string& content) {
+        Expect(content, LOAD_FAILURE,
             {"mediaserv:1584 Error: MediaServiceHandler::GetJsonFromFile - Json::Reader::parse failed"});
     }
 
-    static constexpr char UNREAD[] = "{\"ClientList\":0,\"success\":false}\n";
+    static constexpr char LOAD_FAILURE[] = "{\"ClientList\":0,\"success\":false}\n";
 };
 
-TEST_F(JsonFileTest, ATextIsExactlyOneDocument) {
-    for (const Json::Value& document : Cases("json_texts", "documents")) {
+TEST_F(JsonFileTest, AFileContainsExactlyOneValue) {
+    for (const Json::Value& document : Cases("json_texts", "valid")) {
         ExpectDocument(document[0].asString(), document[1]);
     }
-    for (const Json::Value& text : Cases("json_texts", "no objects")) {
-        Expect(text.asString(), UNREAD);
+    for (const Json::Value& text : Cases("json_texts", "not objects")) {
+        Expect(text.asString(), LOAD_FAILURE);
     }
-    for (const Json::Value& text : Cases("json_texts", "no documents")) {
-        ExpectNone(text.asString());
+    for (const Json::Value& text : Cases("json_texts", "invalid")) {
+        ExpectInvalid(text.asString());
     }
     Expect("{\"a\": \"\xFF\xC3\"}", "{\"a\":\"\\ufffd\\ufffd\",\"success\":true}\n");
-    ExpectNone("\xFF\xFE{}");
+    ExpectInvalid("\xFF\xFE{}");
 }
 
-TEST_F(JsonFileTest, CostIsJudgedFirst) {
+TEST_F(JsonFileTest, TextsBeyondTheLimitsAreRejected) {
     const std::string comments = Times(1000, "//\n");
     Expect(Nested(999), Nested(999).substr(0, 999 * 5) + "1" + Times(998, "}") + ",\"success\":true}\n");
     ExpectDocument(comments + "{" + comments + "\"a\"" + comments + ":" + comments + "1}", ParsedJson("{\"a\":1}"));
@@ -58,12 +58,12 @@ TEST_F(JsonFileTest, CostIsJudgedFirst) {
              "[1," + Times(500000, " ") + "\n" + Times(100000, "//\n"), "{\"a\":[" + Times(1499998, "0,") + "0]}",
              "[" + Times(750000, "0/**/,") + "0]", std::string(64U << 20U, ' ') + "{}",
              "\"" + Times(6U << 20U, "\xC3\xA4") + "\""}) {
-        ExpectNone(text);
+        ExpectInvalid(text);
     }
     const std::string most = "{\"a\":[" + Times(1499997, "0,") + "0]}";
     WriteAll(ROOT + "/var/packages/Dalmira/target/etc/agent.conf", most);
     EXPECT_EQ(Post("loadProfileList").body.size(), most.size() + sizeof ",\"success\":true");
-    // What could not be read again is not written.
+    // A save never writes a file that the reader would reject.
     const std::string choices = ETC + "/exposed_collection.json";
     WriteAll(choices, most);
     const Answer answer = Post("saveCollection", {{"exposed_collections", "[]"}});

@@ -1,4 +1,4 @@
-// The web server's log directory, the download of the logs and their deletion.
+// The directory of the web server's logs, and the download and deletion of logs.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -6,7 +6,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <regex>
 
 #include "tests/appliance.h"
 
@@ -24,8 +23,8 @@ class LogTest : public Appliance {
 
     static void Shell(const std::string& command) { EXPECT_EQ(system(("cd " + ROOT + "; " + command).c_str()), 0); }
 
-    // The same request with a file as its standard output.
-    static Request To(const std::string& file, Request request) {
+    // Returns the request with a file as standard output.
+    static Request WithOutputTo(const std::string& file, Request request) {
         request.beforeExec = [=] {
             dup2(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDOUT_FILENO);
         };
@@ -33,26 +32,26 @@ class LogTest : public Appliance {
     }
 };
 
-TEST_F(LogTest, TheWebLogDirectoryIsTheWebServers) {
+TEST_F(LogTest, TheWebServerOwnsItsLogDirectory) {
     fs::remove(WEB_LOGS);
     const mode_t mask = umask(0002);
     EXPECT_EQ(Post("applylogconf", {{"dmslog", "true"}}).body, DONE);
     umask(mask);
     Shell("test $(stat -c %f var/log/lighttpd) = 41fd");
     Shell("test $(id -u) != 0 || test $(stat -c %u.%g var/log/lighttpd) = 1024.100");
-    // One that is there keeps its owner.
+    // An existing directory keeps its owner.
     Shell("test $(id -u) != 0 || chown 1 var/log/lighttpd");
     WriteAll(SETTINGS, "");
     EXPECT_EQ(Post("applylogconf", {{"dmslog", "true"}}).body, DONE);
     Shell("test $(id -u) != 0 || test $(stat -c %u var/log/lighttpd) = 1");
 }
 
-TEST_F(LogTest, ClearingDeletesTheLogsAloneAndAnswersBeforeTheRestart) {
+TEST_F(LogTest, ClearingDeletesOnlyTheLogsAndRespondsBeforeTheRestart) {
     const std::string out = ROOT + "/out";
     WriteProgram(SCRIPT, "cp " + out + " " + out + "_at_script; test ! -e " + ROOT + "/script_fails\n");
     const auto clear = [&](const std::string& body) {
         fs::remove(out + "_at_script");
-        const Answer answer = Send(To(out, PostRequest("clearlog")));
+        const Answer answer = Send(WithOutputTo(out, PostRequest("clearlog")));
         EXPECT_TRUE(ReadAll(out).ends_with("\r\n\r\n" + body)) << ReadAll(out);
         EXPECT_EQ(ReadAll(out + "_at_script"), ReadAll(out));
         return answer.log.back();
@@ -62,14 +61,14 @@ TEST_F(LogTest, ClearingDeletesTheLogsAloneAndAnswersBeforeTheRestart) {
     }
     const std::string restarted = R"(event 0x11B00508 2 1 "" "" "" "")";
     EXPECT_EQ(clear(DONE), restarted);
-    Shell("rm var/log/other.log; rmdir var/log/lighttpd var/log");  // nothing else is left
+    Shell("rm var/log/other.log; rmdir var/log/lighttpd var/log");  // rmdir fails if anything else is left
     EXPECT_EQ(clear(DONE), restarted);
     fs::create_directories(LOGS + "/dms.logs");
     LetScriptFail();
     EXPECT_EQ(clear(Error(976)), "mediaserv:983 Failed to restart dalmira");
 }
 
-TEST_F(LogTest, DownloadHoldsLogsDiagnosticsAndSettings) {
+TEST_F(LogTest, TheDownloadContainsLogsDiagnosticsAndSettings) {
     Shell(
         "cd var/log; echo daemon > dms.log; echo link > ../at; ln -s ../at dms.log.1; echo web > lighttpd/access.log; "
         ">other.log");
@@ -96,25 +95,25 @@ TEST_F(LogTest, DownloadHoldsLogsDiagnosticsAndSettings) {
         ReadAll(ROOT + "/dms.pid") + "( .*)?\nPID of lighttpd:\n(.* )?" + ReadAll(ROOT + "/lighttpd.pid") +
         "( .*)?\n-{16}\n"
         "-rw.*/volume1/x.core\n./package/menu_a b.xml: <menu/>\n";
-    EXPECT_TRUE(std::regex_match(ReadAll(ROOT + "/listing"), std::regex(expected))) << ReadAll(ROOT + "/listing");
+    EXPECT_TRUE(Match(expected, ReadAll(ROOT + "/listing"))) << ReadAll(ROOT + "/listing");
 }
 
-TEST_F(LogTest, TheHeaderLeavesBeforeTheArchive) {
+TEST_F(LogTest, TheHeaderIsSentBeforeTheArchive) {
     const std::string out = ROOT + "/out";
     WriteProgram(ROOT + "/bin/gzip", "sleep 1; cp " + out + " " + out + "_at_gzip; exec /bin/gzip\n");
     Request request = PostRequest("downloadlog");
     request.environment["PATH"] = ROOT + "/bin:/usr/bin:/bin";
-    Send(To(out, request));
+    Send(WithOutputTo(out, request));
     EXPECT_TRUE(ReadAll(out + "_at_gzip").ends_with("nosniff\r\n\r\n")) << ReadAll(out + "_at_gzip");
 }
 
-#ifndef __SANITIZE_ADDRESS__  // the sanitizer has pipes of its own
-TEST_F(LogTest, AnArchiveThatCantStartLeavesNoDiagnostics) {
+#ifndef __SANITIZE_ADDRESS__  // AddressSanitizer opens pipes itself
+TEST_F(LogTest, AnArchiveThatCannotStartLeavesNoDiagnostics) {
     Request request = PostRequest("downloadlog");
     request.beforeExec = [] {
         close_range(STDERR_FILENO + 1, ~0U, 0);
-        const rlimit tooFewForAPipe = {4, 4};
-        setrlimit(RLIMIT_NOFILE, &tooFewForAPipe);
+        const rlimit tooLowForAPipe = {4, 4};
+        setrlimit(RLIMIT_NOFILE, &tooLowForAPipe);
     };
     const Answer answer = Send(request);
     EXPECT_EQ(answer.body, Error(954));
@@ -123,8 +122,9 @@ TEST_F(LogTest, AnArchiveThatCantStartLeavesNoDiagnostics) {
 }
 #endif
 
-// Of endless logs, to a client that leaves. A tar left behind would hold the error output open.
-TEST_F(LogTest, ADownloadStreamsUntilTheClientLeaves) {
+// The logs are practically endless, and the client disconnects. RunProgram would wait for a tar process that is left
+// running, because it holds standard error open.
+TEST_F(LogTest, ADownloadStreamsUntilTheClientDisconnects) {
     Shell("head -c 40000000 /dev/urandom > var/log/dms.log; truncate -s 100G var/log/dms.log.1");
     Request request = PostRequest("downloadlog");
     request.beforeExec = [] {

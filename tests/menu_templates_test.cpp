@@ -19,7 +19,7 @@ std::string TemplateHeader(uintmax_t size) {
     return "Content-Length: " + std::to_string(size) + "\r\nContent-type: application/xml\r\n\r\n";
 }
 
-TEST_F(MenuTemplatesTest, TemplatesComeBackByteForByte) {
+TEST_F(MenuTemplatesTest, TemplatesAreLoadedByteForByte) {
     const std::pair<std::string, size_t> cases[] = {{"x", 0}, {"", 8192}, {"..", 8193}, {"m\xC3\xBCsic a\"b", 20000}};
     for (const auto& [name, size] : cases) {
         std::string content;
@@ -34,13 +34,13 @@ TEST_F(MenuTemplatesTest, TemplatesComeBackByteForByte) {
     EXPECT_EQ(std::filesystem::status(Path("new")).permissions(), std::filesystem::perms(0644));
 }
 
-TEST_F(MenuTemplatesTest, ATemplateLargerThanMemoryStreams) {
+TEST_F(MenuTemplatesTest, ATemplateLargerThanMemoryIsStreamed) {
     constexpr uintmax_t SIZE = 5ULL << 30U;
     WriteAll(Path("big"), "");
     std::filesystem::resize_file(Path("big"), SIZE);
     Request request = PostRequest("loadmenu", {{"template", "big"}, {"songpath", "a\nb"}});
     request.beforeExec = [] {
-        // A client that leaves when it has enough.
+        // The client disconnects after these bytes.
         const std::string client = "(head -c 300; head -c 300000000 | wc -c) > " + ROOT + "/received";
         dup2(fileno(popen(client.c_str(), "we")), STDOUT_FILENO);
 #ifndef __SANITIZE_ADDRESS__
@@ -50,7 +50,7 @@ TEST_F(MenuTemplatesTest, ATemplateLargerThanMemoryStreams) {
     };
     EXPECT_EQ(
         Send(request).log, Strings{"mediaserv (1030) FAILED TO WRITE SONG FILE:a\\x0Ab TO STREAM, reason=Broken pipe"});
-    // One that is lost in the last piece is told as well.
+    // A failed write of the last piece is logged as well.
     WriteAll(Path("big"), "small");
     request.beforeExec = [] { dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO); };
     EXPECT_EQ(Send(request).log,

@@ -1,4 +1,4 @@
-// The list of network interfaces: those of a network made for the test, and the host's own.
+// The list of network interfaces, in network namespaces that the tests create and on the host.
 #include "platform/system/network.h"
 #include "tests/appliance.h"
 
@@ -13,11 +13,12 @@ class NetworkInterfacesTest : public Appliance {
             R"({"tcpip":{"tcpip_lan_port":"LAN"},"network":{"tcpip_lan_port":"no",)"
             R"("linkaggr_desc":"Bond","wireless_network":"Wireless"},"tree":{"leaf_wireless_ap":"Access point"}})");
         if (Load("add eth0; slave eth1 eth0", "/bin/true").exitStatus != 0) {
-            GTEST_SKIP() << "no permission, or no iproute2, for a network of one's own";
+            GTEST_SKIP() << "network namespaces are not permitted, or iproute2 is missing";
         }
     }
 
-    // Runs `program` in a network that has what `commands` make: bridges, which are of Ethernet type.
+    // Runs `program` in a new network namespace with the interfaces that the shell commands create: bridges, because
+    // their type is Ethernet.
     static Answer Load(const std::string& commands, const std::string& program = MEDIASERV_PROGRAM) {
         WriteProgram(ROOT + "/in_network",
             "exec unshare -rnm sh -ec 'mount -t sysfs sysfs /sys\n"
@@ -27,7 +28,7 @@ class NetworkInterfacesTest : public Appliance {
         return RunProgram(ROOT + "/in_network", PostRequest("load_general_page"));
     }
 
-    // The list of `answer` as "value display" lines.
+    // Returns the interfaces of a response, each as a line "VALUE DISPLAY".
     static std::string List(const Answer& answer) {
         const Json::Value data = answer.Json()["data"];
         std::string list;
@@ -50,21 +51,21 @@ TEST_F(NetworkInterfacesTest, DisplayTextsFollowPositionAndName) {
         EXPECT_EQ(List(answer), list);
         EXPECT_EQ(answer.log.size(), 0U);
     }
-    // What the kernel says of an interface, told in its place.
-    const auto told = [](const std::string& attribute) {
+    // The attribute files that the kernel would show for such interfaces.
+    const auto withAttribute = [](const std::string& attribute) {
         return Load("mount -t tmpfs tmpfs /sys; for i in 1 2; do mkdir -p /sys/class/net/eth$i/" + attribute +
                     "; done; add eth0; add eth1; add eth2; add eth3");
     };
     for (const std::string wireless : {"wireless", "phy80211"}) {
-        EXPECT_EQ(List(told(wireless)), "eth0 LAN 1\neth1 Wireless\neth2 LAN 3\neth3 LAN 4\n");
+        EXPECT_EQ(List(withAttribute(wireless)), "eth0 LAN 1\neth1 Wireless\neth2 LAN 3\neth3 LAN 4\n");
     }
-    EXPECT_EQ(List(told("master/bonding")), "eth0 LAN 1\neth3 LAN 4\n");
+    EXPECT_EQ(List(withAttribute("master/bonding")), "eth0 LAN 1\neth3 LAN 4\n");
     WriteAll(TEXTS, R"({"tree":{"tcpip_lan_port":")" + std::string(249, 'x') + "\"}}");
     EXPECT_EQ(List(Load("add eth12345678")), "eth12345678 " + std::string(249, 'x') + " 12345\n");
 }
 
 TEST_F(NetworkInterfacesTest, TheServedAddressChoosesTheInterface) {
-    // Of two interfaces that have the address the last is chosen.
+    // Of two interfaces with the same address, the last is selected.
     const std::string cases[][3] = {{"", "", "eth0"}, {"gone", "", "gone"}, {"eth1", "10.0.0.12", "eth2"},
         {"eth1", "10.0.0.1", "eth3"}, {"eth1", "10.0.0.12\n", "eth1"}, {"eth1", "\n10.0.0.12", "eth1"},
         {"eth1", "10.0.0.123", "eth1"}, {std::string(40, 'x'), "", std::string(31, 'x')}, {"eth1", "10.0.0", "eth1"}};
@@ -78,12 +79,14 @@ TEST_F(NetworkInterfacesTest, TheServedAddressChoosesTheInterface) {
     }
     WriteProgram(ROOT + "/make_fifo", "cd " + ROOT + "/var/run; rm dms.ip; mkfifo dms.ip");
     RunProgram(ROOT + "/make_fifo", {});
-    EXPECT_EQ(Load("add eth0").Json()["data"]["dmsInterface"], "eth1");  // without waiting for an address
+    EXPECT_EQ(
+        Load("add eth0").Json()["data"]["dmsInterface"], "eth1");  // the program does not wait for a writer of the FIFO
 }
 
 TEST_F(NetworkInterfacesTest, OnlyFreeInterfacesThatAreUpAreListed) {
-    const std::string two = "ip link set lo up; add eth5; add eth4; ip link set eth4 down; slave eth2 eth5; add eth1";
-    EXPECT_EQ(List(Load(two)), "eth5 LAN\neth1 LAN 2\n");
+    const std::string twoFree =
+        "ip link set lo up; add eth5; add eth4; ip link set eth4 down; slave eth2 eth5; add eth1";
+    EXPECT_EQ(List(Load(twoFree)), "eth5 LAN\neth1 LAN 2\n");
     EXPECT_TRUE(List(Load("for i in $(seq 33); do add eth$i; done")).ends_with("\neth32 LAN 33\n"));
     const auto expectNone = [](const Answer& answer, const std::string& count, const std::string& problem) {
         EXPECT_EQ(answer.body, R"({"data":{"language":"enu","network":null,"network_total":)" + count +
@@ -94,12 +97,11 @@ TEST_F(NetworkInterfacesTest, OnlyFreeInterfacesThatAreUpAreListed) {
     expectNone(Load("true"), "0", "mediaserv:1217 Failed to VLIBNetGetPsIf()=[0], vexaerr=0x0000");
     for (const std::string ports : {"0", "-1", "many", ""}) {
         WriteAll(ROOT + "/etc/vexainfo.conf", "maxlanport=\"" + ports + "\"\n");
-        expectNone(Load(two), "2", "mediaserv:1223 Failed to _VexaInfo.Def(maxlanport)=[" + ports + "]");
+        expectNone(Load(twoFree), "2", "mediaserv:1223 Failed to _VexaInfo.Def(maxlanport)=[" + ports + "]");
     }
 }
 
-// Without a network of its own the program lists what the host's kernel tells.
-TEST(HostInterfacesTest, AreThoseOfTheKernel) {
+TEST(HostInterfacesTest, EveryListedInterfaceIsEthernetAndUp) {
     VexaInterface records[MAX_INTERFACES] = {};
     const int count = VLIBNetGetInterfaceInfo(records, MAX_INTERFACES, 2);
     for (int i = 0; i < count; ++i) {

@@ -1,25 +1,25 @@
 #!/usr/bin/env bash
-# Installs, uses, upgrades, removes and purges the packages in a throw-away root: tests/packages/machine.sh.
-# Usage: package_test.sh FOLDER; what is made there, a root for all runs, is used again
+# Installs, uses, upgrades, removes and purges the packages in a temporary Debian system: tests/packages/machine.sh.
+# Usage: package_test.sh FOLDER; FOLDER keeps an archive of the Debian system for later runs
 set -euo pipefail
 
 source=$(dirname "$(dirname "$(readlink -f "$0")")")
 folder=$(realpath -m "$1")
-own=$(dpkg --print-architecture)
+architecture=$(dpkg --print-architecture)
 readonly contents=lighttpd,lighttpd-mod-openssl,minidlna,openssl,procps,curl,iproute2,libpq5,libjsoncpp25,libcurl4,libxml2,libnftables1
-private=(unshare --mount --net --pid --fork --kill-child)
+namespaces=(unshare --mount --net --pid --fork --kill-child)
 
-((EUID == 0)) || private+=(--map-root-user --map-auto)
-if ! reason=$("${private[@]}" true 2>&1); then
-  echo "skipped: neither root nor namespaces of a user are allowed here: $reason"
+((EUID == 0)) || namespaces+=(--map-root-user --map-auto)
+if ! reason=$("${namespaces[@]}" true 2>&1); then
+  echo "skipped: this user is not root and may not create namespaces: $reason"
   exit 77
 fi
 
 "$source/scripts/package.sh"
-lintian --fail-on error,warning "$source"/build/packages/*_"$own".deb
+lintian --fail-on error,warning "$source"/build/packages/*_"$architecture".deb
 mkdir -p "$folder"
 if [[ ! -f $folder/$contents.tar ]]; then
-  echo "Making a root of Debian" >&2
+  echo "Making a Debian system" >&2
   rm -f "$folder"/*.tar
   apt-get indextargets --format "deb \$(REPO_URI) \$(RELEASE) \$(COMPONENT)" 'Created-By: Packages' 'Origin: Debian' \
     'Codename: bookworm' | sort -u |
@@ -28,8 +28,8 @@ if [[ ! -f $folder/$contents.tar ]]; then
   mv "$folder/new" "$folder/$contents.tar"
 fi
 
-# shellcheck disable=SC2016 # for the shell inside
-"${private[@]}" bash -ec '
+# shellcheck disable=SC2016 # the inner shell expands the variables
+"${namespaces[@]}" bash -ec '
   root=$1/root
   trap "rm -rf --one-file-system \"$root\"" EXIT
   rm -rf --one-file-system "$root"
@@ -51,4 +51,4 @@ fi
   ip address add 192.0.2.1/32 dev lo
   trap "umount --lazy --recursive \"$root/dev\" \"$root/proc\"; rm -rf --one-file-system \"$root\"" EXIT
   env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive chroot "$root" /debs/machine.sh
-' package_test "$folder" "$folder/$contents.tar" "$own" "$source"
+' package_test "$folder" "$folder/$contents.tar" "$architecture" "$source"

@@ -1,4 +1,4 @@
-// How a request comes in: login, form, refusals, dispatch.
+// The request: its login, its form, and how a save survives the loss of the client.
 #include <unistd.h>
 
 #include <csignal>
@@ -21,7 +21,7 @@ class RequestTest : public Appliance {
         return request;
     }
 
-    // The value of the field "content" as an action gets it.
+    // Returns the value of the field "content" that an action receives.
     static std::string ContentOf(const std::string& type, const std::string& body) {
         EXPECT_EQ(Send(ProbeRequest(type, body)).body, SUCCESS);
         return ReadAll(ETC + "/menu_probe.xml");
@@ -32,12 +32,12 @@ class RequestTest : public Appliance {
     }
 };
 
-TEST_F(RequestTest, WithoutLoginOrContentLengthNothingIsRead) {
+TEST_F(RequestTest, WithoutLoginOrContentLengthThereIsNoResponse) {
     EXPECT_EQ(Send({{{"QUERY_STRING", "action=loadlogconf"}}, ""}).output, "");
     EXPECT_EQ(Send({{{"REMOTE_USER", "root"}}, "action=loadlogconf"}).output, "");
 }
 
-TEST_F(RequestTest, LargeAndBinaryFieldsComeWhole) {
+TEST_F(RequestTest, LargeAndBinaryFieldsAreReadCompletely) {
     const std::string largest(LARGEST_BODY - 8, 'x');
     EXPECT_TRUE(ContentOf("Application/X-WWW-Form-URLencoded; charset=UTF-8", "content=" + largest) == largest);
     EXPECT_EQ(ContentOf(FORM, std::string(1U << 20U, '&') + "content=%FF%C3%28\xE4"), "\xFF\xC3(\xE4");
@@ -48,7 +48,7 @@ TEST_F(RequestTest, LargeAndBinaryFieldsComeWhole) {
     EXPECT_EQ(ContentOf(MULTIPART, Part("content", "\xFF" + content.substr(1)) + "--XX--"), "\xFF" + content.substr(1));
 }
 
-TEST_F(RequestTest, AFormHasSoManyFieldsAndNoMore) {
+TEST_F(RequestTest, TheNumberOfFieldsIsLimited) {
     const auto urlencoded = [](int fields) {
         std::string body;
         for (int i = 0; i < fields; ++i) {
@@ -63,7 +63,7 @@ TEST_F(RequestTest, AFormHasSoManyFieldsAndNoMore) {
         }
         return Send(ProbeRequest(MULTIPART, body + "--XX--")).body;
     };
-    // With those of the query string, which has no content.
+    // The two fields of the query string are counted, too. Without a content the action fails.
     for (const auto& answer : {std::function(urlencoded), std::function(multipart)}) {
         EXPECT_EQ(answer(9998), FAILURE);
         for (const int fields : {9999, 10001, 300000}) {
@@ -72,10 +72,10 @@ TEST_F(RequestTest, AFormHasSoManyFieldsAndNoMore) {
     }
 }
 
-TEST_F(RequestTest, ASaveOutlivesItsClient) {
+TEST_F(RequestTest, ASaveSurvivesTheLossOfItsClient) {
     WriteProgram(SCRIPT, "echo $1 >> " + ROOT + "/calls; sleep 1\n");
     Request request = PostRequest("save_browsing_page", {{"enableradio", "true"}});
-    // The client is gone before there is an answer, and the server ends the program.
+    // The client disconnects before the response, and the web server sends signals to end the program.
     request.beforeExec = [] {
         int closed[2];
         static_cast<void>(!pipe(closed));

@@ -1,4 +1,4 @@
-// The settings file: what is read from a hand-edited one, and that a write loses nothing.
+// The settings file: hand-edited lines are read, and a write keeps all other lines.
 #include "settings/settings_file.h"
 
 #include <sys/stat.h>
@@ -21,7 +21,7 @@ class SettingsFileTest : public Appliance {
     static std::string Value(int size = 32) {
         std::string buffer(static_cast<size_t>(size), '*');
         const int found = VLIBCFileGetKeyValue(SETTINGS_FILE, "key", buffer.data(), size, 0);
-        return found > 0 ? buffer.c_str() : buffer[0] == '*' ? "(none)" : "(spoilt)";
+        return found > 0 ? buffer.c_str() : buffer[0] == '*' ? "(none)" : "(overwritten)";
     }
 
     static int Set(const std::string& value, const std::string& key = "key") {
@@ -43,7 +43,8 @@ TEST_F(SettingsFileTest, HandEditedLinesAreRead) {
     }
     EXPECT_EQ(Value(1), "");
     EXPECT_EQ(VLIBCFileGetKeyValue(SETTINGS_FILE, "key", nullptr, 0, 0), -1);
-    // None in no directory, none, a folder, a FIFO: all but the second can't be written either.
+    // In turn: no directory, no file, a directory and a FIFO in place of the file. Only without a file a write
+    // succeeds.
     fs::remove_all(ETC);
     for (const auto make : {+[] { return 0; }, +[] { return mkdir(ETC.c_str(), 0755); },
              +[] { return mkdir(SETTINGS_FILE, 0700); }, +[] { return mkfifo(SETTINGS_FILE, 0600); }}) {
@@ -56,7 +57,7 @@ TEST_F(SettingsFileTest, HandEditedLinesAreRead) {
     EXPECT_TRUE(fs::is_fifo(SETTINGS));
 }
 
-TEST_F(SettingsFileTest, AWriteChangesOneLineAndNothingElse) {
+TEST_F(SettingsFileTest, AWriteChangesOnlyOneLine) {
     const struct {
         std::string before, value, after;
     } cases[] = {{"", "v", "key=\"v\"\n"}, {"a=1\n", "v", "a=1\nkey=\"v\"\n"},

@@ -1,6 +1,7 @@
-// The exchanges of tests/transcripts: each starts with a fresh appliance and some files, sends one request, and tells
-// everything that can be seen of it. What it doesn't name does not happen; files it doesn't name afterwards stay.
-// What stands beside a list of exchanges holds for each of them.
+// Runs the exchanges of tests/transcripts. Each prepares a fresh root with some files, sends one request and lists all
+// its effects: response, events, log lines, calls of the control script, signals, files. An effect that is not listed
+// must not occur, and a file that is missing in "after" must not change. Members beside a list "exchanges" apply to all
+// exchanges in the list.
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -13,10 +14,11 @@ namespace {
 
 class TranscriptTest : public Appliance, public testing::WithParamInterface<std::string> {
   protected:
-    // Names that don't begin with '/' are those of the package's settings directory.
+    // Returns the path in the root. A name without a leading '/' is relative to the settings directory.
     static std::string Path(const std::string& name) { return (name.starts_with('/') ? ROOT : ETC + "/") + name; }
 
-    // A text is a file's content, null stands for no file, {} for a directory, the rest for what it says.
+    // Creates a file with a text as content, a directory for {}, a program, link or FIFO as the member says; null
+    // deletes.
     static void Make(const std::string& path, const Json::Value& file) {
         if (file.isNull()) {
             fs::remove_all(path);
@@ -101,7 +103,7 @@ class TranscriptTest : public Appliance, public testing::WithParamInterface<std:
     }
 };
 
-TEST_P(TranscriptTest, Holds) {
+TEST_P(TranscriptTest, EveryExchangeHasTheListedEffects) {
     std::string text = ReadAll(SOURCE_DIRECTORY "/tests/transcripts/" + GetParam() + ".json");
     for (size_t at = 0; (at = text.find("$ROOT", at)) != std::string::npos;) {
         text.replace(at, 5, ROOT);

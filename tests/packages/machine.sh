@@ -1,6 +1,7 @@
 #!/bin/bash
-# A machine with lighttpd of its own gets the packages: run as root in a throw-away root, without a network.
-# shellcheck disable=SC2317 # most functions are called by hold
+# Installs the packages on a machine that already runs lighttpd and minidlna. Runs as root in a temporary Debian system
+# without a network.
+# shellcheck disable=SC2317 # check calls most functions
 set -uo pipefail
 cd "$(dirname "$(readlink -f "$0")")" || exit
 
@@ -10,8 +11,8 @@ program=http://127.0.0.1/cgi-bin/mediaserv
 settings=/var/packages/Dalmira/etc
 login=(--user root:secret)
 
-# hold WHAT COMMAND...: the command succeeds.
-hold() {
+# check WHAT COMMAND...: the command must succeed.
+check() {
   if "${@:2}"; then
     echo "ok: $1"
   else
@@ -21,10 +22,11 @@ hold() {
 }
 matches() { grep -qE -e "$2" <<<"$1" || { echo "${1:0:300}" && false; }; }
 status() { curl --silent --insecure --output /dev/null --write-out '%{http_code} %{redirect_url}' "$@"; }
-# answers CODE ARGUMENT...: curl's status, and the place that it is sent to.
-answers() { matches "$(status "${@:2}")" "^$1 ?$"; }
+# responds "CODE [REDIRECT]" ARGUMENT...: a request with these arguments of curl gets this status and redirection.
+responds() { matches "$(status "${@:2}")" "^$1 ?$"; }
 act() { curl --silent --max-time 60 "${login[@]}" --data "action=$1${2:+&$2}" "$program"; }
-# All files with type, mode and owner, and what those below /etc hold; none of what packages leave by their nature.
+# Lists all files with type, mode and owner, and the checksums of those below /etc. Omits directories in which packages
+# legitimately leave files.
 files() {
   find / -xdev \( -path /proc -o -path /dev -o -path /debs -o -path /run -o -path /tmp -o -path /var/cache -o -path /var/log \
     -o -path /var/lib/dpkg -o -path /var/lib/apt -o -path /var/lib/systemd \) -prune -o -printf '%p %y %m %u %g\n' | sort
@@ -32,7 +34,7 @@ files() {
   find /var/lib/systemd /etc/rc?.d -printf '%p\n' | sort
 }
 install() { apt-get -qq -o Dpkg::Use-Pty=0 install "$@" 2>&1; }
-# repack DEB VERSION: the package as an older version.
+# repack DEB VERSION: makes old_DEB, the same package with an older version.
 repack() {
   rm -rf old
   dpkg-deb -R "$1" old
@@ -41,126 +43,126 @@ repack() {
   rm -rf old
 }
 
-refuses() { ! "$@" 2>/dev/null; }
+fails() { ! "$@" 2>/dev/null; }
 users() {
   local script='mediaserv-user eve'
-  hold 'nobody gets in at first' answers 401 "${login[@]}" "$page"
-  hold 'a name with a colon' refuses mediaserv-user 'a:b' <<<secret
-  hold 'a name with a line feed' refuses mediaserv-user $'a\nb' <<<secret
-  hold 'no password' refuses mediaserv-user root </dev/null
-  hold 'nobody to take away' refuses mediaserv-user --delete root
-  hold 'no file yet' test ! -e /etc/mediaserv.users
+  check 'no user may log in at first' responds 401 "${login[@]}" "$page"
+  check 'a name with a colon is rejected' fails mediaserv-user 'a:b' <<<secret
+  check 'a name with a line feed is rejected' fails mediaserv-user $'a\nb' <<<secret
+  check 'an empty password is rejected' fails mediaserv-user root </dev/null
+  check 'an unknown user cannot be deleted' fails mediaserv-user --delete root
+  check 'no file is created' test ! -e /etc/mediaserv.users
   echo wrong | mediaserv-user root
   echo secret | mediaserv-user root
-  hold 'asked on a terminal' matches "$( (sleep 1; echo other; sleep 1; echo other) | script -qec "$script" /dev/null)" 'Again:'
-  hold 'let in from the terminal' answers 200 --user eve:other "$page"
-  hold 'only root reads the hashes' test "$(stat -c '%a %U' /etc/mediaserv.users)" = '600 root'
+  check 'a terminal asks for the password twice' matches "$( (sleep 1; echo other; sleep 1; echo other) | script -qec "$script" /dev/null)" 'Again:'
+  check 'this password is accepted' responds 200 --user eve:other "$page"
+  check 'only root reads the hashes' test "$(stat -c '%a %U' /etc/mediaserv.users)" = '600 root'
   mediaserv-user --delete eve
-  hold 'taken away' answers 401 --user eve:other "$page"
+  check 'a deleted user is rejected' responds 401 --user eve:other "$page"
 }
 
 uses() {
   users
-  hold 'the page' matches "$(curl --silent "${login[@]}" "$page")" 'app\.js'
-  hold 'what the media server can do' cmp <(curl --silent "${login[@]}" "${page}appliance.json") /usr/share/mediaserv-minidlna/appliance.json
-  hold 'and its status' matches "$(curl --silent "${login[@]}" "${page}status.json")" '"running_since":[1-9]'
-  hold 'not without a password' answers 401 "$page"
-  hold 'nor with a wrong one' answers 401 --user root:wrong "$page"
-  hold 'the program takes no GET' answers 403 "${login[@]}" "$program"
-  hold 'plain http from elsewhere is sent to https' answers '307 https://192.0.2.1/mediaserv/' http://192.0.2.1/mediaserv/
-  hold 'so is the program' answers '307 https://192.0.2.1/cgi-bin/mediaserv' --data action=loadlogconf http://192.0.2.1/cgi-bin/mediaserv
-  hold 'other pages are not' answers 404 http://192.0.2.1/other
-  hold 'https' answers 200 "${login[@]}" https://192.0.2.1/mediaserv/
-  local action fields pattern answer count=0
+  check 'the page is served' matches "$(curl --silent "${login[@]}" "$page")" 'app\.js'
+  check 'the page gets the features of the media server' cmp <(curl --silent "${login[@]}" "${page}appliance.json") /usr/share/mediaserv-minidlna/appliance.json
+  check 'the page gets the status of the media server' matches "$(curl --silent "${login[@]}" "${page}status.json")" '"running_since":[1-9]'
+  check 'the page is not served without a password' responds 401 "$page"
+  check 'the page is not served with a wrong password' responds 401 --user root:wrong "$page"
+  check 'the program rejects GET' responds 403 "${login[@]}" "$program"
+  check 'http from another host is redirected to https' responds '307 https://192.0.2.1/mediaserv/' http://192.0.2.1/mediaserv/
+  check 'http to the program is redirected to https' responds '307 https://192.0.2.1/cgi-bin/mediaserv' --data action=loadlogconf http://192.0.2.1/cgi-bin/mediaserv
+  check 'other pages are not redirected' responds 404 http://192.0.2.1/other
+  check 'the page is served by https' responds 200 "${login[@]}" https://192.0.2.1/mediaserv/
+  local action fields pattern response count=0
   while IFS='|' read -r action fields pattern; do
-    answer=$(act "$action" "$fields" | if [[ $action == downloadlog ]]; then tar tz; else cat; fi)
-    hold "$action" matches "$answer" "$pattern"
+    response=$(act "$action" "$fields" | if [[ $action == downloadlog ]]; then tar tz; else cat; fi)
+    check "$action" matches "$response" "$pattern"
     count=$((count + 1))
   done < <(sed '/^#/d' actions)
-  hold 'all nineteen actions' test "$count" = 19
+  check 'all nineteen actions were tested' test "$count" = 19
 }
 
-# By whom the media server's port is served: minidlna's own service, or dms.
+# served_by minidlna|dms: the media server's port belongs to the service of the package minidlna or to dms.
 served_by() {
-  local own=/run/minidlna/minidlna.pid
-  hold "media is served by $1" answers 200 --retry 20 --retry-delay 1 --retry-connrefused http://127.0.0.1:8200/
+  local pid_file=/run/minidlna/minidlna.pid
+  check "media is served by $1" responds 200 --retry 20 --retry-delay 1 --retry-connrefused http://127.0.0.1:8200/
   case $1 in
-    minidlna) hold 'not by dms' test -e "$own" -a ! -e /run/dms.pid ;;
-    dms) hold 'not by minidlna' test ! -e "$own" -a -e /run/dms.pid ;;
+    minidlna) check 'dms does not run' test -e "$pid_file" -a ! -e /run/dms.pid ;;
+    dms) check 'the service minidlna does not run' test ! -e "$pid_file" -a -e /run/dms.pid ;;
   esac
 }
 
 kept() {
-  hold "settings are kept, $1" matches "$(act load_browsing_page)" '"musicdisplayinfo":"artist"'
-  hold "the page is served, $1" answers 200 "${login[@]}" "$page"
-  hold "the certificate is kept, $1" test "$certificate" = "$(md5sum </etc/mediaserv/tls.pem)"
+  check "settings are kept, $1" matches "$(act load_browsing_page)" '"musicdisplayinfo":"artist"'
+  check "the page is served, $1" responds 200 "${login[@]}" "$page"
+  check "the certificate is kept, $1" test "$certificate" = "$(md5sum </etc/mediaserv/tls.pem)"
 }
 
 rm -rf /var/lib/apt/lists/* && mkdir -p /var/lib/apt/lists/partial
-printf '#!/bin/sh\n' >/usr/sbin/policy-rc.d # without an init system services start only where a policy lets them
+printf '#!/bin/sh\n' >/usr/sbin/policy-rc.d # without an init system, services start only if this policy allows it
 chmod +x /usr/sbin/policy-rc.d
 service lighttpd start
 service minidlna start
 served_by minidlna
-hold 'the web server' answers 404 http://127.0.0.1/other
+check 'the web server runs' responds 404 http://127.0.0.1/other
 packages=(*.deb)
 for deb in "${packages[@]}"; do repack "$deb" 0.9; done
 files >/debs/before
 
-echo "== installing the version before"
-hold 'installed' install "${packages[@]/#//debs/old_}"
+echo "== installing an older version"
+check 'installed' install "${packages[@]/#//debs/old_}"
 ((failures == 0)) || exit 1
 served_by dms
 uses
 certificate=$(md5sum </etc/mediaserv/tls.pem)
 
 echo "== upgrading"
-hold 'upgraded' install "${packages[@]/#//debs/}"
+check 'upgraded' install "${packages[@]/#//debs/}"
 kept 'after the upgrade'
 served_by dms
 
 echo "== removing"
 names=()
 for deb in "${packages[@]}"; do names+=("$(dpkg-deb -f "$deb" Package)"); done
-hold 'removed' apt-get -qq remove "${names[@]}"
+check 'removed' apt-get -qq remove "${names[@]}"
 served_by minidlna
-hold 'the page has gone' answers 404 "$page"
-hold 'the settings stay' grep -q artist "$settings/dmsinfo.conf"
-hold 'the users stay' grep -q '^root:.6.' /etc/mediaserv.users
+check 'the page is gone' responds 404 "$page"
+check 'the settings are kept' grep -q artist "$settings/dmsinfo.conf"
+check 'the users are kept' grep -q '^root:.6.' /etc/mediaserv.users
 
-echo "== coming back"
-hold 'installed again' install "${packages[@]/#//debs/}"
-kept 'after the return'
+echo "== installing again"
+check 'installed again' install "${packages[@]/#//debs/}"
+kept 'after the second installation'
 
 echo "== purging"
-hold 'purged' apt-get -qq purge "${names[@]}"
+check 'purged' apt-get -qq purge "${names[@]}"
 files >/debs/after
-hold 'no trace' diff /debs/before /debs/after
-hold 'no logs and no state' refuses ls -d /var/log/dms.log* /run/dms* /run/mediaserv*
+check 'no file is left' diff /debs/before /debs/after
+check 'no log and no state is left' fails ls -d /var/log/dms.log* /run/dms* /run/mediaserv*
 
 echo "== a web server with a broken configuration"
 echo 'server.modules += (' >/etc/lighttpd/conf-enabled/60-broken.conf
-hold 'installed' matches "$(install "${packages[@]/#//debs/}")" 'the page is not served'
-hold 'the web server runs on' answers 404 http://127.0.0.1/other
-hold 'nothing is enabled' test ! -e /etc/lighttpd/conf-enabled/50-mediaserv.conf
+check 'installed' matches "$(install "${packages[@]/#//debs/}")" 'the page is not served'
+check 'the web server keeps running' responds 404 http://127.0.0.1/other
+check 'the configuration is not enabled' test ! -e /etc/lighttpd/conf-enabled/50-mediaserv.conf
 rm /etc/lighttpd/conf-enabled/60-broken.conf
-hold 'purged' apt-get -qq purge "${names[@]}"
+check 'purged' apt-get -qq purge "${names[@]}"
 files >/debs/after
-hold 'no trace again' diff /debs/before /debs/after
+check 'no file is left again' diff /debs/before /debs/after
 
-echo "== a web server with TLS of its own"
+echo "== a web server that already has TLS"
 openssl req -x509 -newkey rsa:2048 -nodes -subj /CN=own -keyout key -out crt 2>/dev/null
 cat key crt >/etc/lighttpd/server.pem
 lighty-enable-mod ssl
 service lighttpd restart
-hold 'installed' matches "$(install "${packages[@]/#//debs/}")" 'https is set up already'
+check 'installed' matches "$(install "${packages[@]/#//debs/}")" 'https is set up already'
 echo secret | mediaserv-user root
-hold 'its certificate stays' matches "$(curl --silent --verbose --insecure https://192.0.2.1/ 2>&1)" 'CN=own'
-hold 'the page by its https' answers 200 "${login[@]}" https://192.0.2.1/mediaserv/
-hold 'the administrator disables it' lighty-disable-mod mediaserv
+check 'its certificate is kept' matches "$(curl --silent --verbose --insecure https://192.0.2.1/ 2>&1)" 'CN=own'
+check 'the page is served by its https' responds 200 "${login[@]}" https://192.0.2.1/mediaserv/
+check 'the administrator disables it' lighty-disable-mod mediaserv
 service lighttpd restart
-hold 'installed anew' install --reinstall "${packages[@]/#//debs/}"
-hold 'it stays disabled' answers 404 "$page"
+check 'reinstalled' install --reinstall "${packages[@]/#//debs/}"
+check 'it stays disabled' responds 404 "$page"
 
 service minidlna stop
 service lighttpd stop
