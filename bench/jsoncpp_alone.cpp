@@ -1,5 +1,5 @@
-// What starting a program over the JSON library costs at least: it prints the answer of a load that asks
-// nothing.
+// Prints the response of a load that reads nothing: the least that a start of a program with the JSON library
+// costs.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 #include <json/value.h>
 #include <json/writer.h>

@@ -1,5 +1,5 @@
-// What merging changes into a JSON file costs at least with the JSON library: both documents are parsed, and
-// the file's is written as this system writes it. Usage: jsoncpp_merge FILE CHANGES OUTPUT
+// Parses two documents and writes the first one in this system's format: the least that a merge of changes
+// into a JSON file costs with the JSON library. Usage: jsoncpp_merge FILE CHANGES OUTPUT
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 #include <json/reader.h>
 #include <json/value.h>

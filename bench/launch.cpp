@@ -1,7 +1,7 @@
-// Runs a program again and again and prints a line for each run: microseconds, microseconds of processor
-// time, page faults, peak memory in KiB, all with the children that the program waited for. A small process
-// of its own, since a child's peak counts the pages of the parent that it was forked from. Usage: launch
-// COUNT INPUT... -- PROGRAM ARGUMENT...: the runs take the input files in turn
+// Runs a program several times and prints a line for each run: microseconds, microseconds of processor time,
+// page faults and peak memory in KiB, each including the children that the program waited for. This is a
+// small separate process because the peak memory of a child includes the pages of the parent that forked it.
+// Usage: launch COUNT INPUT... -- PROGRAM ARGUMENT...; the runs use the input files in turn
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/resource.h>

@@ -1,5 +1,5 @@
-/* The answer of a load as a literal: what starting any program costs at least, as static C and as dynamic C.
- */
+/* Prints the response of a load from a literal: the least that a start of any program costs, in static and
+ * dynamic C. */
 #include <stdio.h>
 
 int main(void) {

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Prints the table of bench/run for the build in the given folder."""
+"""Measures the build in the given folder and prints the table of bench/run: measure.py FOLDER"""
 import json
 import random
 import re
@@ -21,7 +21,7 @@ INPUTS = BUILD / "inputs"
 SETTINGS = ETC / "dmsinfo.conf"
 LOAD = {"REMOTE_USER": "user", "QUERY_STRING": "action=load_browsing_page", "SETTINGS_FILE": str(SETTINGS)}
 
-# Rounds in which the cases take turns, and runs of each in a round.
+# The numbers of rounds in which the cases alternate, and of the runs of each case in a round.
 START_ROUNDS, STARTS = 15, 7
 REQUEST_ROUNDS, REQUESTS = 15, 200
 SAVE_ROUNDS, SAVES = 15, 8
@@ -45,7 +45,7 @@ def progress(text):
 
 
 class Case:
-    """A program that is launched; its wall and processor time (ms), page faults, and peak memory (MiB)."""
+    """A program to launch. Measures wall and processor time (ms), page faults and peak memory (MiB)."""
 
     def __init__(self, name, command, environment, inputs=("/dev/null",)):
         self.name, self.environment = name, environment
@@ -64,7 +64,7 @@ class Case:
 
 
 def alternate(cases, rounds, runs=1):
-    """Launches the cases in turn, so that what else the machine does meets them all alike."""
+    """Launches the cases in turn, so that other work on the machine affects all of them equally."""
     for _ in range(rounds):
         for case in cases:
             case.launch(runs)
@@ -84,7 +84,7 @@ def instructions(program):
 
 
 class WebServer:
-    """lighttpd with each program at an address of its own; it is ended with the block."""
+    """lighttpd with each program at its own address; it ends with the block."""
 
     def __init__(self, programs):
         with socket.socket() as probe:
@@ -153,7 +153,7 @@ def starts():
 
 
 def form(name, **fields):
-    """A body's file, and the environment to send it."""
+    """Returns the file of a request body and the environment to send it with."""
     body = "&".join(f"{field}={quote_plus(value)}" for field, value in fields.items())
     path = INPUTS / name
     path.write_text(body)
@@ -205,13 +205,13 @@ def merges():
             merge.launch(1)
             written = json.loads((ETC / "client_list.json").read_text())["ClientList"]
             if len(written) != count or any(one["profileName"] != "Game console" for one in written):
-                raise SystemExit("the merge changed nothing")
+                raise SystemExit("the merge did not change every client")
             alone = [BENCH / "jsoncpp_merge", ETC / "client_list.json", text, INPUTS / "output"]
             compare([merge, Case("jsoncpp's parse and write of the same", alone, {})], MERGE_ROUNDS)
 
 
 def write_log(path):
-    """A log of 1 GiB: lines that differ, eight times the same 128 MiB."""
+    """Writes a log of 1 GiB that repeats 9 MiB of different lines."""
     numbers = random.Random(1)
     lines = "".join(
         f"[2026/11/23 09:{i % 60:02}:{i % 59:02}] http.c:{i % 997}: GET /MediaItems/{numbers.randrange(10**6)}.mp3 "

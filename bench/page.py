@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The load of a settings page as a CGI program in Python would do it."""
+"""Loads a settings page, as a CGI program in Python."""
 import json
 import os
 import re

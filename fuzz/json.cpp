@@ -1,4 +1,4 @@
-// JSON texts: an input is one.
+// Fuzzes the JSON reader and writer: an input is a JSON text.
 #include <iconv.h>
 #include <json/reader.h>
 
@@ -8,12 +8,12 @@
 #include "platform/json/json_reader.h"
 #include "platform/json/json_writer.h"
 
-// The reader that says where comments belong; the library calls it deprecated.
+// The deprecated reader of the library is the one that keeps comments at their places.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace {
 
-// By way of UTF-16, which has no room beyond U+10FFFF.
+// Converts to UTF-16, which also rejects characters above U+10FFFF.
 bool IsUtf8(std::string text) {
     static const iconv_t converter = iconv_open("UTF-16LE", "UTF-8");
     std::u16string characters(text.size(), u'\0');
@@ -25,37 +25,37 @@ bool IsUtf8(std::string text) {
     return iconv(converter, &from, &fromLeft, &to, &toLeft) == 0;
 }
 
-// It recurses, throws beyond its limit on levels and looks back from each comment, so it sees none but small
-// documents.
-void RequireAsLibrary(std::string_view text, const std::string& file) {
+// Compares with the reader of the library. Its time grows with the square of the number of comments, and it
+// throws if a text is nested too deeply. So it reads only texts that ParseJson has accepted.
+void RequireSameAsLibrary(std::string_view text, const std::string& file) {
     Json::Value value;
-    const bool taken = Json::Reader().parse(text.data(), text.data() + text.size(), value, true);
-    Require(taken || text.find('/') != text.npos, "a document without comments is one to the library, too");
-    Require(!taken || FormatJsonFile(value) == file, "value and comments are those that the library reads");
+    const bool accepted = Json::Reader().parse(text.data(), text.data() + text.size(), value, true);
+    Require(accepted || text.find('/') != text.npos, "the library also accepts a text without comments");
+    Require(!accepted || FormatJsonFile(value) == file, "the library reads the same value and comments");
 }
 
 }  // namespace
 
 void Try(std::string_view input) {
     Json::Value value;
-    const bool taken = ParseJson(input, value);
-    Require(IsJson(input) == taken && ParseJsonElements(input, [](const Json::Value&) {}) == taken,
-            "all ways of reading take the same texts");
-    if (!taken) {
-        Require(value.isNull(), "what is no document leaves no value");
+    const bool accepted = ParseJson(input, value);
+    Require(IsJson(input) == accepted && ParseJsonElements(input, [](const Json::Value&) {}) == accepted,
+            "all functions accept the same texts");
+    if (!accepted) {
+        Require(value.isNull(), "a rejected text leaves no value");
         return;
     }
     const std::string file = FormatJsonFile(value);
     const std::string line = FormatJsonLine(value);
     Require(line.size() <= 8 * input.size(),
-            "a document is as large as its text, give or take escapes and digits");
-    RequireAsLibrary(input, file);
+            "a written text is at most eight times as long as the one that was read");
+    RequireSameAsLibrary(input, file);
     if (!IsUtf8(std::string(input)) || line.find("\\ufffd") != line.npos) {
-        return;  // what isn't UTF-8, or half a surrogate pair, can't be written as it was read
+        return;  // invalid UTF-8 and half a surrogate pair are replaced when written
     }
     Json::Value again;
-    Require(ParseJson(line, again) && again == value, "a line is read as it was written");
-    Require(FormatJsonLine(again) == line, "a line is written again as it was");
-    Require(ParseJson(file, again) && again == value, "a file is read as it was written");
-    Require(FormatJsonFile(again) == file, "a file is written again as it was, comments and all");
+    Require(ParseJson(line, again) && again == value, "reading a written line gives the same value");
+    Require(FormatJsonLine(again) == line, "writing it again gives the same line");
+    Require(ParseJson(file, again) && again == value, "reading a written file gives the same value");
+    Require(FormatJsonFile(again) == file, "writing it again gives the same file, comments included");
 }

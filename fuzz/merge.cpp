@@ -1,4 +1,4 @@
-// The merge of a client list: an input is the stored document and the changes.
+// Fuzzes the merge of a client list: an input is the stored document and the changes.
 #include <json/value.h>
 
 #include <algorithm>
@@ -12,8 +12,8 @@
 
 namespace {
 
-// The changes as the document says them.
-std::vector<ClientChange> Expected(const Json::Value& document) {
+// Returns the changes in a document, as a full parse finds them.
+std::vector<ClientChange> ExpectedChanges(const Json::Value& document) {
     std::vector<ClientChange> changes;
     for (const Json::Value& change : document) {
         if (document.isArray() && change.isObject() && change[MAC_ADDRESS].isString() &&
@@ -29,10 +29,11 @@ bool IsSame(const ClientChange& one, const ClientChange& other) {
     return one.macAddress == other.macAddress && one.profile == other.profile && one.access == other.access;
 }
 
-// Judges the members of a client that its changes touch, and gives them back their stored values.
-void TakeBack(const Json::Value& stored, const std::vector<ClientChange>& changes, Json::Value& client) {
+// Requires that the client has the members that its changes set, then restores their stored values.
+void CheckAndRestore(const Json::Value& stored, const std::vector<ClientChange>& changes,
+                     Json::Value& client) {
     Json::Value expected = stored;
-    bool named = false;
+    bool changed = false;
     for (const ClientChange& change : changes) {
         if (stored[MAC_ADDRESS] == change.macAddress) {
             const Json::Value& old = expected[PROFILE];
@@ -41,14 +42,14 @@ void TakeBack(const Json::Value& stored, const std::vector<ClientChange>& change
             }
             expected[PROFILE] = change.profile;
             expected[ACCESS] = change.access;
-            named = true;
+            changed = true;
         }
     }
-    if (!named) {
+    if (!changed) {
         return;
     }
     Require(client == expected,
-            "a client's changes count in their order, and a new profile is a selected one");
+            "changes apply in their order, and a new profile is also stored as the selected one");
     for (const char* name : {PROFILE, USER_PROFILE, ACCESS}) {
         if (stored.isMember(name)) {
             client[name].copyPayload(stored[name]);
@@ -66,24 +67,24 @@ void Try(std::string_view input) {
     std::vector<ClientChange> changes;
     const bool isDocument = ParseJson(TakePiece(input), document);
     const bool read = ReadClientChanges(input, changes);
-    Require(read == ParseJson(input, sent), "changes are read from a document, and from nothing else");
+    Require(read == ParseJson(input, sent), "changes are accepted if and only if they are valid JSON");
     if (!isDocument || !read) {
         return;
     }
-    Require(std::ranges::equal(changes, Expected(sent), IsSame),
-            "changes are read as the document says them");
+    Require(std::ranges::equal(changes, ExpectedChanges(sent), IsSame),
+            "the changes are those of the document");
     const Json::Value stored = document;
     if (MergeClientChanges(changes, document) && stored.isMember(CLIENTS)) {
         const std::string merged = FormatJsonFile(document);
         Require(MergeClientChanges(changes, document) && FormatJsonFile(document) == merged,
-                "a merge repeated changes nothing");
-        std::set<Json::Value> met;
+                "a repeated merge changes nothing");
+        std::set<Json::Value> addresses;
         for (Json::ArrayIndex i = 0; i < stored[CLIENTS].size(); ++i) {
             const Json::Value& client = stored[CLIENTS][i];
-            if (met.insert(client[MAC_ADDRESS]).second) {
-                TakeBack(client, changes, document[CLIENTS][i]);
+            if (addresses.insert(client[MAC_ADDRESS]).second) {
+                CheckAndRestore(client, changes, document[CLIENTS][i]);
             }
         }
     }
-    Require(FormatJsonFile(document) == FormatJsonFile(stored), "nothing else changes, comments included");
+    Require(FormatJsonFile(document) == FormatJsonFile(stored), "nothing else changes, not even comments");
 }

@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-void Require(bool holds, const char* what) {
-    if (!holds) {
-        fprintf(stderr, "It doesn't hold: %s\n", what);
+void Require(bool condition, const char* rule) {
+    if (!condition) {
+        fprintf(stderr, "Violated rule: %s\n", rule);
         abort();
     }
 }

@@ -1,15 +1,16 @@
-// What the fuzz targets share.
+// Functions that all fuzz targets use.
 #pragma once
 
 #include <string_view>
 
 #include "platform/text/scanning.h"
 
-// Tries one input: each target's own. What must hold of it stands there; libFuzzer bounds time and memory.
+// Runs the code under test with one input and checks the rules for its results. Every target defines this
+// function. libFuzzer limits time and memory.
 void Try(std::string_view input);
 
-// Ends the run when what must hold doesn't.
-void Require(bool holds, const char* what);
+// Ends the run with a message if the condition is false.
+void Require(bool condition, const char* rule);
 
-// Takes the first piece off an input of several.
+// Removes and returns the first piece of an input that consists of several pieces.
 inline std::string_view TakePiece(std::string_view& input) { return ConsumeUntil(input, "\n--\n"); }

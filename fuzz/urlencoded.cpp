@@ -1,4 +1,4 @@
-// Urlencoded forms: an input is one.
+// Fuzzes URL-encoded forms: an input is the body of a form.
 #include "fuzz/form_fields.h"
 
 namespace {
@@ -21,13 +21,14 @@ void Try(std::string_view input) {
     }
     Fields fields;
     Require(AppendUrlencoded(input, fields) == nullptr && fields.size() == pieces,
-            "each piece that isn't empty is a field");
-    RequireBounds(input, fields, [&](Fields& full) { return AppendUrlencoded(input, full); });
+            "every non-empty piece is a field");
+    RequireLimits(input, fields, [&](Fields& full) { return AppendUrlencoded(input, full); });
 
     std::string encoded;
     for (const FormField& field : fields) {
         encoded += '&' + Encoded(field.name) + '=' + Encoded(field.value) + '&';
     }
     Fields again;
-    Require(AppendUrlencoded(encoded, again) == nullptr && again == fields, "fields sent again are the same");
+    Require(AppendUrlencoded(encoded, again) == nullptr && again == fields,
+            "reading the fields from a new body gives the same fields");
 }
