@@ -6,7 +6,7 @@
 #   appliance.sh --build FOLDER [--port N] [--fresh]
 #
 #   --build FOLDER   the build. The appliance's files are in FOLDER/root, which is created if it does not exist
-#   --port N         the port of the web server, 8080 by default
+#   --port N         the port of the web server, 8080 by default; `any` chooses a free one
 #   --fresh          deletes FOLDER/root and creates it again
 set -euo pipefail
 
@@ -17,6 +17,19 @@ fail() {
 
 in_use() {
   (: 8<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
+}
+
+# Returns whether no socket has the port. The media server can't bind a port of an outgoing connection, not even of a closed one.
+unused() {
+  ! grep -qs "^ *[0-9]*: [0-9A-F]*:$(printf %04X "$1") " /proc/net/tcp /proc/net/tcp6
+}
+
+# A pair of unused ports that depends on the process, so appliances that start at the same time choose different ones.
+# Outgoing connections get ports from 32768 on, so they never take one of these.
+any_port() {
+  local port=$((20000 + 2 * $$ % 10000))
+  until unused "$port" && unused $((port + 1)); do port=$((20000 + (port + 2) % 10000)); done
+  echo "$port"
 }
 
 # Creates the root under another name and renames it when it is complete. The login has the name of the user who runs
@@ -85,6 +98,7 @@ while (($#)); do
   esac
   shift
 done
+[[ $port != any ]] || port=$(any_port)
 if (($#)) || [[ -z $build || ! $port =~ ^[1-9][0-9]{0,4}$ ]]; then
   sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$0" >&2
   exit 2
@@ -117,7 +131,7 @@ login=$(<"$build/demo/login")
 socket=$("$demo/postgres.sh" start "$root/$library" 8>&-)
 fill_library "$socket"
 media_port=$((port + 1))
-while in_use "$media_port"; do media_port=$((media_port + 1)); done
+until unused "$media_port"; do media_port=$((media_port + 1)); done
 sed -i "s/^port=.*/port=$media_port/" "$root/etc/minidlna.conf"
 "$root/$package/scripts/S86vexadms.sh" start 8>&-
 BUILD=$build PORT=$port PGHOST=$socket setsid setpriv --pdeathsig INT \

@@ -6,7 +6,7 @@ folder=$1
 # make ARGUMENT... FILE: creates FILE below the folder with ffmpeg.
 make() {
   mkdir -p "$(dirname "$folder/${*: -1}")"
-  nice ffmpeg -nostdin -loglevel error -y "${@:1:$#-1}" "$folder/${*: -1}"
+  ffmpeg -nostdin -loglevel error -y "${@:1:$#-1}" "$folder/${*: -1}"
 }
 
 # song FILE HERTZ TITLE ARTIST ALBUM TRACK YEAR
