@@ -75,6 +75,17 @@ check_page() {
   expect "$server" 'a module' 'text/javascript.*nosniff.* 200 ?$' "${login[@]}" --include
 }
 
+# Conditional requests. The save changes nothing, because nothing is stored.
+check_condition() {
+  local server=$1 login=(--user demo:secret) tag
+  tag=$(curl --silent --noproxy '*' "${login[@]}" --include -H 'If-Match: *' --data action=load_dma_page "$url" |
+    sed -n 's/^ETag: //Ip' | tr -d '\r')
+  check "$server" 'a conditional load has a tag' matches "$tag" '^"[0-9a-f]+"$'
+  expect "$server" 'a save with this tag' '"success":true.* 200 ?$' "${login[@]}" -H "If-Match: $tag" --data action=save_dma_page
+  expect "$server" 'a save with another tag' '"success":false.* 412 ?$' "${login[@]}" -H 'If-Match: "x"' --data action=save_dma_page
+  expect "$server" 'a malformed condition' '"success":false.* 400 ?$' "${login[@]}" -H 'If-Match: x' --data action=save_dma_page
+}
+
 # check_program SERVER PORT LOG: LOG is the file that gets the log lines of the program.
 check_program() {
   local server=$1 log=$3 login=(--user demo:secret) load=(--data action=load_browsing_page)
@@ -95,6 +106,7 @@ check_program() {
   truncate --size=32M "$work/large"
   check "$server" 'the log line of a rejected request' grep -q 'request refused: ' "$log"
 
+  check_condition "$server"
   check "$server" 'four requests at the same time' four_at_a_time "${login[@]}"
 }
 

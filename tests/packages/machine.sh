@@ -80,6 +80,11 @@ uses() {
     count=$((count + 1))
   done < <(sed '/^#/d' actions)
   check 'all nineteen actions were tested' test "$count" = 19
+  local tag
+  tag=$(curl --silent --include "${login[@]}" -H 'If-Match: *' --data action=load_dma_page "$program" | sed -n 's/^ETag: //Ip' | tr -d '\r')
+  check 'a conditional load has a tag' matches "$tag" '^"[0-9a-f]+"$'
+  check 'a save with this tag succeeds' responds 200 "${login[@]}" -H "If-Match: $tag" --data action=save_dma_page "$program"
+  check 'a save with the old tag fails' responds 412 "${login[@]}" -H "If-Match: $tag" --data action=save_dma_page "$program"
 }
 
 # served_by minidlna|dms: the media server's port belongs to the service of the package minidlna or to dms.
