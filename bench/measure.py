@@ -128,9 +128,9 @@ def starts():
     programs = {
         STATIC: BENCH / "literal_static",
         BARE: BENCH / "literal",
-        "**mediaserv**, archives": BUILD / "mediaserv" if archived else None,
+        "**mediaserv**, static libraries": BUILD / "mediaserv" if archived else None,
         "mediaserv, shared libraries": BENCH / "mediaserv_shared",
-        "jsoncpp alone, archives": BENCH / "jsoncpp_alone" if archived else None,
+        "jsoncpp alone, static libraries": BENCH / "jsoncpp_alone" if archived else None,
         "jsoncpp alone, shared libraries": BENCH / "jsoncpp_alone_shared",
         "Python CGI": Path(__file__).with_name("page.py").resolve(),
     }

@@ -5,7 +5,7 @@
 #
 #   appliance.sh --build FOLDER [--port N] [--fresh]
 #
-#   --build FOLDER   the build. The appliance's files are in FOLDER/root, which is created if it does not exist
+#   --build FOLDER   the build folder. The appliance's files are in FOLDER/root, which is created if it does not exist
 #   --port N         the port of the web server, 8080 by default; `any` chooses a free one
 #   --fresh          deletes FOLDER/root and creates it again
 set -euo pipefail
@@ -16,10 +16,11 @@ fail() {
 }
 
 in_use() {
-  (: 8<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
+  (: 7<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
 }
 
-# Returns whether no socket has the port. The media server can't bind a port of an outgoing connection, not even of a closed one.
+# Returns whether no socket has the port. The media server can't bind the port of an outgoing connection, not even of a
+# closed one.
 unused() {
   ! grep -qs "^ *[0-9]*: [0-9A-F]*:$(printf %04X "$1") " /proc/net/tcp /proc/net/tcp6
 }
@@ -32,9 +33,9 @@ any_port() {
   echo "$port"
 }
 
-# Creates the root under another name and renames it when it is complete. The login has the name of the user who runs
-# this, because collections belong to users of the system.
-lay_out() {
+# Creates the folder $root under another name and renames it when it is complete. The login name is that of the user who
+# runs this script, because collections belong to users of the system.
+create_root() {
   local new=$root.new
   rm -rf "$root" "$new"
   cp -R "$demo/root" "$new"
@@ -55,7 +56,7 @@ fill_library() {
   fi
 }
 
-# Also stops the services that remain after an appliance was killed.
+# Stops the media server and PostgreSQL, including those that an earlier, killed run of this script left behind.
 stop_services() {
   if [[ -d $root/$library ]]; then
     "$root/$package/scripts/S86vexadms.sh" stop
@@ -63,8 +64,8 @@ stop_services() {
   fi
 }
 
-# Stops the web server and its requests first, because a request may still restart the daemon. The web server and its
-# requests have a session of their own.
+# Stops the web server and its requests first, because a request may still restart the daemon. The web server and the
+# processes of its requests are in one process session. Waits for them at most ten seconds, then kills what is left.
 stop() {
   trap '' INT TERM HUP
   set +e
@@ -80,7 +81,7 @@ stop() {
   stop_services
 }
 
-answers() {
+responds() {
   curl --silent --noproxy '*' --user "$login" --data action=load_browsing_page "$address" | grep -q '"success":true'
 }
 
@@ -91,6 +92,7 @@ port=8080
 fresh=
 while (($#)); do
   case $1 in
+    # Without a value there is nothing more to shift.
     --build) build=$(realpath -m "${2-.}") && shift $(($# > 1)) ;;
     --port) port=${2-} && shift $(($# > 1)) ;;
     --fresh) fresh=yes ;;
@@ -121,7 +123,7 @@ flock --nonblock 8 || fail "The appliance in $build is already running."
 trap stop EXIT
 trap 'exit 0' INT TERM HUP
 stop_services
-[[ -d $root/$package/sbin && -z $fresh ]] || lay_out
+[[ -d $root/$package/sbin && -z $fresh ]] || create_root
 mkdir -p "$root/var/log/lighttpd" # the web server writes its log there
 rm -rf "$build/demo/www"
 cp -Rs "$source/web" "$build/demo/www" # links, so a changed file is served at once
@@ -138,12 +140,13 @@ BUILD=$build PORT=$port PGHOST=$socket setsid setpriv --pdeathsig INT \
   /usr/sbin/lighttpd -D -f "$demo/lighttpd.conf" 8>&- &
 web_server=$!
 for ((tries = 0; tries < 100; tries++)); do
-  answers && break
+  responds && break
   kill -0 "$web_server" 2>/dev/null || fail "The web server ended before it responded."
   sleep 0.1
 done
 ((tries < 100)) || fail "The program does not respond at $address."
 
+# The tests read the lines "login: " and "ready: ".
 cat <<END
 page: http://127.0.0.1:$port/
 

@@ -210,13 +210,13 @@ TEST_F(VideoLibraryTest, NoServerDelaysARequestForLong) {
     } cases[] = {
         {"", "", WAIT, 5, ""},
         {"R", "", WAIT, 5, ""},
-        {welcome, "", WAIT, 10, "no answer within 10 seconds"},
-        {welcome, columns + halfRow, WAIT, 10, "no answer within 10 seconds"},
+        {welcome, "", WAIT, 10, "no complete response within 10 seconds"},
+        {welcome, columns + halfRow, WAIT, 10, "no complete response within 10 seconds"},
         {welcome, columns + halfRow, DISCONNECT, 0, "server closed the connection unexpectedly"},
-        {welcome, "", notice, 10, "no answer within 10 seconds"},
-        {welcome, columns, emptyRow, 10, "no answer within 10 seconds"},
-        {welcome, "T\0\0\0\6\0\0D\0\0\0\6\0\0"s, WAIT, 0, "an answer that has no rows"},
-        {welcome, "H\0\0\0\7\0\0\0"s, WAIT, 0, "an answer that has no rows"},
+        {welcome, "", notice, 10, "no complete response within 10 seconds"},
+        {welcome, columns, emptyRow, 10, "no complete response within 10 seconds"},
+        {welcome, "T\0\0\0\6\0\0D\0\0\0\6\0\0"s, WAIT, 0, "unexpected response from the server"},
+        {welcome, "H\0\0\0\7\0\0\0"s, WAIT, 0, "unexpected response from the server"},
         {welcome, "HTTP/1.1 400 Bad Request\r\n", WAIT, 0, "lost synchronization with server"},
     };
     Sql("ALTER TABLE collection RENAME TO kept;"
@@ -232,7 +232,7 @@ TEST_F(VideoLibraryTest, NoServerDelaysARequestForLong) {
         Expect(answer, "", problem);
         EXPECT_TRUE(answer.seconds > seconds - 1 && answer.seconds < seconds + 5) << answer.seconds << problem;
     };
-    expect(slow.get(), 10, "no answer within 10 seconds");
+    expect(slow.get(), 10, "no complete response within 10 seconds");
     for (size_t i = 0; i < std::size(cases); ++i) {
         expect(answers[i].get(), cases[i].seconds, cases[i].problem);
     }

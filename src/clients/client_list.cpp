@@ -18,9 +18,10 @@
 
 namespace {
 
+// After its start the daemon needs some time to meet clients.
 constexpr unsigned int DAEMON_START_SECONDS = 3;
 
-// Returns the bytes of a string without copying them.
+// Views the bytes of a string; empty if the value is not a string.
 std::string_view ViewString(const Json::Value& string) {
     const char* begin = nullptr;
     const char* end = nullptr;
@@ -33,7 +34,9 @@ bool EqualsAsText(const Json::Value& value, std::string_view text) {
                             : value.isConvertibleTo(Json::stringValue) && value.asString() == text;
 }
 
-// Replaces the payloads of the members only, so that their comments stay.
+// Stores the profile and the access of a change. A profile that differs from the stored one is also stored as
+// the user's choice. Replaces only the payload of each value, because an assignment would delete the comments
+// that the file has beside it.
 void Apply(const ClientChange& change, Json::Value& client) {
     Json::Value profile(change.profile);
     Json::Value& stored = client[PROFILE];
@@ -49,7 +52,7 @@ bool IsClientArray(const Json::Value& clients) {
            std::ranges::all_of(clients, [](const Json::Value& client) { return client.isObject(); });
 }
 
-// The tag covers the members that a save replaces, and the addresses by which it finds its clients.
+// The tag covers the MAC address, the profile and the access of every client.
 EntityTag TagOf(const Json::Value& document) {
     EntityTag tag;
     if (!document.isObject() || !document[CLIENTS].isArray()) {
@@ -73,7 +76,8 @@ bool StoreClientList(FileReplacement& file, const Json::Value& document) {
     return saved == Saved::Yes;
 }
 
-// Holds the lock, so that a save that has already read the list can't write it again after the deletion.
+// Waits for the lock, so that a save that has already read the list does not write it again after the
+// deletion.
 void DeleteClientList() {
     const FileReplacement lock(CLIENT_LIST_FILE);
     if (VLIBCFileExist(CLIENT_LIST_FILE) != 0) {
@@ -81,12 +85,12 @@ void DeleteClientList() {
     }
 }
 
-// Runs the control script. Returns false and logs `message` with the number `line` if it failed.
-bool RunScriptOrLog(const char* argument, const char* message, int line) {
+// Runs the control script. Returns false and logs `message` with its number if the script failed.
+bool RunScriptOrLog(const char* argument, const char* message, int number) {
     if (RunControlScript(argument) >= 0) {
         return true;
     }
-    syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::ClearClientList() - %s", SOURCE_NAME, line, message);
+    syslog(LOG_ERR, "%s:%d Error: MediaServiceHandler::ClearClientList() - %s", SOURCE_NAME, number, message);
     return false;
 }
 
@@ -114,7 +118,7 @@ bool MergeClientChanges(const std::vector<ClientChange>& changes, Json::Value& d
         return false;
     }
     // An index of the changes by MAC address. The changes of one client form a chain in their order: next[i]
-    // is the change after change i, or changes.size() after the last one.
+    // is the index of the next change for the same address, or changes.size() if there is none.
     struct Chain {
         size_t first, last;
     };
@@ -162,6 +166,7 @@ void MediaServiceHandler::SaveClientList() {
     std::optional<FileReplacement> file(CLIENT_LIST_FILE);
     Json::Value document;
     bool saved = false;
+    // An unreadable list is logged even if the request is invalid.
     if (GetJsonFromFile(CLIENT_LIST_FILE, document) && isValid) {
         const EntityTag before = IsConditional() ? TagOf(document) : EntityTag();
         if (MergeClientChanges(changes, document)) {
@@ -171,7 +176,7 @@ void MediaServiceHandler::SaveClientList() {
             saved = StoreClientList(*file, document);
         }
     }
-    file.reset();
+    file.reset();  // the daemon may lock the file when it reads the list
     if (saved) {
         LetDaemonReadClientList();
         if (IsConditional()) {

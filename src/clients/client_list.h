@@ -1,5 +1,5 @@
-// The client list: the renderers that the daemon knows. The daemon writes the file; a save changes members of
-// its entries:
+// The client list: the TVs and players that have used the daemon. The daemon adds and updates the entries of
+// the file, saveClientList changes members of entries, clearClientList deletes the file:
 //
 //     {"ClientList": [{"macAddr": "02:00:00:AA:BB:CC", "profileName": "Generic", "isAccess": true, ...},
 //     ...]}
@@ -13,18 +13,20 @@
 
 constexpr char CLIENT_LIST_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/etc/client_list.json";
 
-// Members that the daemon and these actions use.
+// The document's member.
 constexpr char CLIENTS[] = "ClientList";
+
+// Members of an entry that actions of this program read or write.
 constexpr char MAC_ADDRESS[] = "macAddr";
 constexpr char PROFILE[] = "profileName";
 constexpr char USER_PROFILE[] = "profileName_UserSelected";
 constexpr char ACCESS[] = "isAccess";
 
-// Members that the daemon writes and pages show.
+// Members of an entry that only the daemon writes; the administration page shows them.
 constexpr char IP_ADDRESS[] = "ip";
 constexpr char CLIENT_NAME[] = "name";
 
-// The available client profiles. The package installs this file.
+// The available client profiles, a JSON file with comments. The daemon's package installs it.
 constexpr char PROFILE_LIST_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/target/etc/agent.conf";
 
 // A user's change to one client.
@@ -34,11 +36,13 @@ struct ClientChange {
     bool access = false;
 };
 
-// Reads a JSON array of changes and appends them to `changes` in their order. Ignores an element without the
-// three members or with a member of another type. A document that is not an array contains no changes.
-// Returns false if the text is not valid JSON or exceeds a limit of the reader.
+// Reads a JSON array of changes and appends them to `changes` in their order. Ignores an element unless it is
+// an object with the strings macAddr and profileName and the boolean isAccess. A document that is not an
+// array contains no changes. Returns false if the text is not valid JSON or exceeds a limit of the reader;
+// `changes` may then contain the changes before the error.
 bool ReadClientChanges(std::string_view text, std::vector<ClientChange>& changes);
 
-// Applies each change to the first client with its MAC address, in their order. Adds, removes and moves no
-// client. Returns false with `document` unchanged if it is not a client list.
+// Applies the changes in their order, each to the first client that has the MAC address of the change. Adds,
+// removes and moves no client. Returns false with `document` unchanged if it is not an object or its
+// ClientList is not an array of objects. A document without ClientList has no clients.
 bool MergeClientChanges(const std::vector<ClientChange>& changes, Json::Value& document);

@@ -1,4 +1,4 @@
-// The events that this system records. The appliance's system event log defines the codes.
+// The events that this program records. The appliance's system event log defines the codes.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// The daemon's menu templates. Each template is a file; this system does not interpret its content.
+// The daemon's menu templates. Each template is a file; this program does not interpret its content.
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -20,7 +20,8 @@ namespace {
 constexpr char CANT_OPEN[] = "%s (%d) FAILED TO OPEN FILE:%s, reason=%s";
 constexpr char BAD_PARAMETERS[] = "%s (%d) Bad parameters.";
 
-// Rejects a name that would leave the directory of the templates or forge a log line.
+// Rejects a name that would leave the directory of the templates, and control characters, which no name
+// needs.
 bool IsTemplateName(const char* name) {
     return name != nullptr && std::none_of(name, name + strlen(name),
                                            [](unsigned char c) { return c == '/' || c < 0x20 || c == 0x7F; });
@@ -30,13 +31,14 @@ std::string TemplatePath(const char* name) {
     return std::string(APPLIANCE_ROOT "/var/packages/Dalmira/etc/menu_") + name + ".xml";
 }
 
-void LogFailure(const char* format, int line, const std::string& subject) {
+// Logs a failure with the text of errno. The arguments of `format` are source, number, file and reason.
+void LogFailure(const char* format, int number, const std::string& file) {
     const int reason = errno;
-    syslog(LOG_ERR, format, SOURCE_NAME, line, EscapeForLog(subject).c_str(), strerror(reason));
+    syslog(LOG_ERR, format, SOURCE_NAME, number, EscapeForLog(file).c_str(), strerror(reason));
 }
 
-// Reads `file` through the one buffer and passes each piece to `handle`, until that returns false. Returns
-// false with errno set if a read fails.
+// Reads `file` in pieces and passes each one to `handle` until `handle` returns false. All calls share one
+// buffer, so a piece is valid only during the call. Returns false with errno set if a read fails.
 bool ReadPieces(const Descriptor& file, const std::function<bool(std::string_view piece)>& handle) {
     static char buffer[8192];
     for (;;) {
@@ -122,7 +124,7 @@ void MediaServiceHandler::SaveMenu() {
         return;
     }
     const Saved saved = file->Replace(content);
-    file.reset();  // a restart takes too long to hold the lock
+    file.reset();  // other saves must not wait for the restart
     if (saved == Saved::CantOpen) {
         LogFailure(CANT_OPEN, 1153, path);
     }

@@ -208,7 +208,7 @@ bool MediaServiceHandler::SaveSettings(const SettingsPage& page) {
         return false;
     }
     const int failureNumber = file.has_value() ? WriteChanges(changes, *file, settings) : 0;
-    file.reset();  // a restart takes too long to hold the lock
+    file.reset();  // other saves must not wait for the restart
     if (failureNumber != 0) {
         ReportFailure(failureNumber);
         return false;

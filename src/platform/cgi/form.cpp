@@ -24,7 +24,8 @@ constexpr char BAD_REQUEST[] = "400 Bad Request";
 constexpr char TOO_LARGE[] = "413 Content Too Large";
 constexpr char UNSUPPORTED_TYPE[] = "415 Unsupported Media Type";
 
-// Decodes percent-encoding, and '+' as a space. Keeps a '%' that two hexadecimal digits do not follow.
+// Decodes percent-encoding, and '+' as a space. Keeps a '%' that is not followed by two hexadecimal
+// digits.
 std::string DecodePercent(std::string_view text) {
     std::string decoded;
     decoded.reserve(text.size());
@@ -70,7 +71,7 @@ bool ReadStandardInput(std::string& body, size_t length) {
 }
 
 // A web server that sends the whole body before it reads the response reports an error if the program ends
-// without reading it.
+// without reading the body.
 void DiscardStandardInput(size_t length) {
     std::array<char, 64U << 10U> piece;
     for (size_t left = std::min(length, MAX_DISCARDED_BODY); left > 0;) {
@@ -86,8 +87,9 @@ bool IsMediaType(std::string_view contentType, std::string_view type) {
     return EqualsIgnoringCase(contentType.substr(0, contentType.find_first_of("; \t")), type);
 }
 
-// Returns null, or the HTTP status to reject the request with.
-const char* AppendBody(std::vector<FormField>& fields) {
+// Reads the request body from standard input and appends its fields. Returns null, or the HTTP status of a
+// rejected request.
+const char* ReadBody(std::vector<FormField>& fields) {
     size_t length = 0;
     const char* errorStatus = ReadLength(EnvironmentText("CONTENT_LENGTH"), length);
     const std::string_view type = EnvironmentText("CONTENT_TYPE");
@@ -141,7 +143,7 @@ const char* AppendMultipart(std::string_view body, std::string_view contentType,
 
 Form ReadForm() {
     Form form;
-    form.errorStatus = AppendBody(form.fields);
+    form.errorStatus = ReadBody(form.fields);
     if (form.errorStatus == nullptr) {
         form.errorStatus = AppendUrlencoded(EnvironmentText("QUERY_STRING"), form.fields);
     }

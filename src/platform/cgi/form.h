@@ -1,4 +1,4 @@
-// The form of a CGI request: the query string and an urlencoded or multipart request body. It decodes
+// The form of a CGI request: the query string and a urlencoded or multipart request body. The parser decodes
 // percent-encoding itself, because one small function does not justify a library.
 #pragma once
 
@@ -16,7 +16,7 @@ struct FormField {
 };
 
 struct Form {
-    // The fields of the body, then those of the query string, each in the order of the request. Empty if the
+    // The fields of the body, then those of the query string, both in the order of the request. Empty if the
     // request is rejected.
     std::vector<FormField> fields;
 
@@ -28,8 +28,9 @@ struct Form {
 // length and content type before it allocates memory. Rejects a body that is shorter than announced.
 Form ReadForm();
 
-// Both functions append the fields of `text` or `body` to `fields`. They return null, or the HTTP status if
-// they reject the input: it is malformed, or `fields` would have more than MAX_FORM_FIELDS elements.
+// Both functions append the fields of `text` or `body` to `fields` and return null. They return the HTTP
+// status 413 if `fields` would have more than MAX_FORM_FIELDS elements; AppendMultipart also returns 400 for
+// a malformed body. `fields` may then contain the fields before the error.
 
 // Parses application/x-www-form-urlencoded, in a body or a query string. Only '&' separates fields.
 const char* AppendUrlencoded(std::string_view text, std::vector<FormField>& fields);

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-// The size limit, in bytes, of a file that this system reads or writes as a whole.
+// The size limit, in bytes, of a file that this program reads or writes as a whole.
 constexpr size_t MAX_FILE_SIZE = 64U << 20U;
 
 // Repeats a system call that a signal interrupts (EINTR).

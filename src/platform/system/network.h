@@ -1,7 +1,7 @@
 // The network interfaces of the host (netdevice(7), /sys/class/net).
 //
-// The interface is that of the appliance's system library. It has records with members and sizes that this
-// system does not need, and the arguments `kind` (always 2) and `flags` (unused).
+// The appliance's system library defines these functions and records. They have members and sizes that this
+// program does not need, and the arguments `kind` (always 2) and `flags` (unused).
 #pragma once
 
 constexpr int MAX_INTERFACES = 32;
@@ -20,9 +20,10 @@ struct VexaNetCard {
 // error if `kind` is not 2 or the interfaces can't be listed.
 int VLIBNetGetInterfaceInfo(VexaInterface* records, int size, int kind);
 
-// Reads the address of the interface at position `index` of that list. Returns 1, or -1 if `index` is not
-// in the list or the list can't be read.
+// Reads the address of one interface. `index` is its position, from 0, in the list of
+// VLIBNetGetInterfaceInfo. Returns 1, or -1 if there is no such position or the list can't be read.
 int VEXANetGetCard1(int index, int flags, VexaNetCard* card);
 
-// Returns the name of the first wireless interface; an empty text if there is none.
+// Returns the name of the first wireless interface, even if it is down; an empty text if there is none. The
+// text is valid until the next call.
 const char* VEXAWirelessInterfaceGet();

@@ -13,8 +13,12 @@
 // A program gets:
 // - /dev/null as standard input, output and error, and no other descriptor, because a web server waits until
 //   all copies of its pipes are closed, even those that a daemon has inherited;
-// - default signal handling, because a daemon must end on SIGTERM;
-// - CHILD_PATH and the variables of addEnv as its whole environment, so that it sees nothing from a client.
+// - default signal handling, because this program ignores SIGTERM, and a daemon that inherited this could not
+// be
+//   ended with it;
+// - CHILD_PATH and the variables of addEnv as its whole environment, so that no variable contains text from
+// the
+//   request.
 
 constexpr char CHILD_PATH[] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
 
@@ -27,7 +31,7 @@ namespace VEXAUtils {
 class ProcessRunner {
   public:
     // The program's path, and its argument list: the program's name, then the arguments before the first
-    // null.
+    // null. The texts must stay valid until `run` returns.
     explicit ProcessRunner(const char* path, const char* arg0 = nullptr, const char* arg1 = nullptr,
                            const char* arg2 = nullptr, const char* arg3 = nullptr, const char* arg4 = nullptr,
                            const char* arg5 = nullptr, const char* arg6 = nullptr, const char* arg7 = nullptr,
@@ -37,8 +41,8 @@ class ProcessRunner {
     void addEnv(const std::string& name, const std::string& value);
 
     // Starts the program and, if `wait` is true, waits for its end. Returns 0 if it was started and, with
-    // `wait`, exited with 0; otherwise -1. `keepOutput` must be false: no program keeps the output of this
-    // process.
+    // `wait`, exited with 0; otherwise -1. Returns -1 without starting it if `keepOutput` is true: no program
+    // may write to the outputs of this process.
     int run(bool wait, bool keepOutput);
 
   private:
@@ -50,8 +54,8 @@ class ProcessRunner {
 }  // namespace VEXAUtils
 
 // --- Shell commands ----------------------------------------------------------------------------------------
-// Commands must be literals of this system and never contain text from a client. They inherit the environment
-// and the outputs of this process.
+// Commands must be literals of this program and never contain text from a request. They inherit the
+// environment and standard error of this process; the commands of RunShell also inherit standard output.
 
 // Runs a command (system(3)). Returns whether it exited with 0.
 bool RunShell(const char* command);

@@ -1,4 +1,4 @@
-// Text from outside this system, made safe for one line of a log.
+// Text from outside this program, made safe for one line of a log.
 #pragma once
 
 #include <string>

@@ -22,8 +22,8 @@ constexpr std::chrono::seconds QUERY_TIME{10};
 // The server ends a query shortly after this program has stopped waiting for it.
 constexpr char SERVER_OPTIONS[] = "-c statement_timeout=11s";
 
-// The size of what precedes a row with one column in the server's message: message type, message length,
-// number of columns, length of the column.
+// The bytes before the text of a row with one column: message type, message length, number of columns, length
+// of the column.
 constexpr size_t ROW_HEADER_BYTES = 1 + 4 + 2 + 4;
 
 // The functions of libpq that this file uses. Their types come from libpq's header.
@@ -47,7 +47,7 @@ constexpr size_t ROW_HEADER_BYTES = 1 + 4 + 2 + 4;
     USE(PQclear)
 
 struct Libpq {
-// NOLINTNEXTLINE(bugprone-macro-parentheses): it declares the name
+// NOLINTNEXTLINE(bugprone-macro-parentheses): `name` is a member and can't be in parentheses
 #define DECLARE(name) decltype(&::name) name = nullptr;
     LIBPQ_FUNCTIONS(DECLARE)
 #undef DECLARE
@@ -92,7 +92,8 @@ bool WaitForSocket(PGconn* connection, short events, Clock::time_point deadline)
     }
 }
 
-// Connects with one deadline. libpq's own time limit applies to each address of a host separately.
+// Connects with one deadline. libpq's own time limit applies to each address of a host separately, so a
+// host with several addresses could take a multiple of it.
 bool FinishConnecting(PGconn* connection) {
     const Clock::time_point deadline = Clock::now() + CONNECT_TIME;
     PostgresPollingStatusType next = PGRES_POLLING_WRITING;
@@ -124,7 +125,7 @@ std::string ReadRows(PGconn* connection, Clock::time_point deadline, std::vector
         if (!WaitForResult(connection, deadline)) {
             return Clock::now() < deadline
                        ? Pq().PQerrorMessage(connection)
-                       : "no answer within " + std::to_string(QUERY_TIME.count()) + " seconds";
+                       : "no complete response within " + std::to_string(QUERY_TIME.count()) + " seconds";
         }
         const std::unique_ptr<PGresult, decltype(&PQclear)> result(Pq().PQgetResult(connection),
                                                                    Pq().PQclear);
@@ -135,7 +136,7 @@ std::string ReadRows(PGconn* connection, Clock::time_point deadline, std::vector
         const char* text = status == PGRES_SINGLE_TUPLE ? Pq().PQgetvalue(result.get(), 0, 0) : nullptr;
         if (text == nullptr) {
             const std::string message = Pq().PQerrorMessage(connection);
-            return message.empty() ? "an answer that has no rows" : message;
+            return message.empty() ? "unexpected response from the server" : message;
         }
         rows.emplace_back(text);
         bytes += ROW_HEADER_BYTES + rows.back().Text().size();
@@ -197,7 +198,7 @@ std::vector<CollectionRecord> CollectionAPI::List() const {
     const std::unique_ptr<VexaDb, decltype(&VEXADBClose)> database(
         VEXADBConnect(nullptr, VIDEO_DATABASE_USER, nullptr, VIDEO_DATABASE), VEXADBClose);
     if (database == nullptr) {
-        LogFailure("no connection");
+        LogFailure("libpq can't be loaded, or there is no connection");
         return records;
     }
     const std::string query =

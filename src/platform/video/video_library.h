@@ -1,7 +1,7 @@
 // The database of the video library (PostgreSQL).
 //
 // The interface is that of the appliance's video library: that is why it has a connection with four
-// arguments, and a base class with paging and a sort order, although this system always lists all collections
+// arguments, a base class for paging, and a sort order, although this program always lists all collections
 // by title.
 //
 // libpq is loaded at the first connection, because it loads over twenty libraries and only one of the
@@ -18,7 +18,8 @@
 constexpr char VIDEO_DATABASE[] = "video_metadata";
 constexpr char VIDEO_DATABASE_USER[] = "postgres";
 
-// The size limit of a listing, in bytes as the server sends it: 60,000 collections with titles of 40 bytes.
+// The size limit of a listing, in bytes of the server's messages: enough for 50,000 collections with titles
+// of 40 bytes.
 constexpr size_t MAX_LISTING_BYTES = 5 << 20;
 
 // The size limit of a row. A longer row is cut and is then not valid JSON.
@@ -39,7 +40,8 @@ class BaseAPI {
   public:
     using SortOrder = int;
 
-    // Lists `limit` elements, starting with element number `offset` (0 for the first); all if `limit` is -1.
+    // Makes a listing return at most `limit` elements, from element number `offset` (0 for the first); all if
+    // `limit` is negative.
     void Paging(int offset, int limit);
 
   protected:
