@@ -3,6 +3,8 @@
 
 #include <json/value.h>
 
+#include <cstddef>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -11,24 +13,46 @@
 
 namespace dms {
 
+// The limit of the list, so that a device that changes its MAC address cannot fill the disk.
+constexpr size_t MAX_CLIENTS = 10'000;
+
+// Returns whether the document is an object with an array CLIENTS of objects.
+bool IsClientList(const Json::Value& document);
+
+// Adds the seen clients that are not listed, with access and the profile for their type. Updates the IP
+// addresses of the others, and LAST_SEEN if it differs from `now` by a day or more. Keeps all other members.
+//
+// If the list is longer than `limit` then, removes clients that are not in `seen` and have no changes by
+// the owner (no access, or a member that dms does not write), those with the smallest LAST_SEEN first. If
+// this is not enough, does not add the last new clients. Returns the number of those. `document` must be a
+// client list.
+size_t MergeClients(const std::vector<SeenClient>& seen, std::time_t now, Json::Value& document,
+                    size_t limit = MAX_CLIENTS);
+
 class Clients {
   public:
     explicit Clients(DmsLog& log);
 
-    // Reads the file. A missing file is an empty list. Logs an invalid file and keeps the list.
+    // Reads the file. A missing file is an empty list. If the file cannot be read or is not a client list,
+    // logs the problem, unless it is the last one logged, and keeps the list.
     void Read();
 
-    // Reads the file, to keep the changes of the administration page. Then adds the clients that are not
-    // listed, with access and the profile for their type, and updates the IP addresses of the others. Writes
-    // the file if the list has changed, or if the file was missing or invalid.
+    // Reads the file, to keep the changes of the administration page, and merges the seen clients into it.
+    // Writes the file if the list has changed, or if the file is missing. Never replaces a file that Read
+    // would reject. Logs each problem once.
     void Merge(const std::vector<SeenClient>& seen);
 
     // Returns the MAC addresses of the clients without access.
     std::vector<std::string> Denied() const;
 
   private:
+    void ReportProblem(const std::string& problem);
+    void ReportUnstored(size_t count);
+
     DmsLog& log_;
     Json::Value document_;  // of the file
+    std::string problem_;   // the last one, empty if the last call had none
+    bool isFull_ = false;   // not all clients of the last merge are stored
 };
 
 }  // namespace dms

@@ -97,9 +97,10 @@ constexpr Row ROWS[] = {
 constexpr char USER_KEYWORD[] = "user";
 
 std::string_view Trimmed(std::string_view text) {
-    const size_t start = std::min(text.find_first_not_of(" \t\r"), text.size());
+    constexpr char SPACE[] = " \t\r\v\f";  // what minidlnad ignores around a keyword and a value
+    const size_t start = std::min(text.find_first_not_of(SPACE), text.size());
     text.remove_prefix(start);
-    return text.substr(0, text.find_last_not_of(" \t\r") + 1);
+    return text.substr(0, text.find_last_not_of(SPACE) + 1);
 }
 
 struct Line {
@@ -118,9 +119,18 @@ Line TakeLine(std::string_view& rest) {
     return {whole, Trimmed(whole.substr(0, equals)), Trimmed(whole.substr(equals + 1))};
 }
 
-// Returns the first item of the first value, a list separated by commas.
-std::string FirstOf(const std::vector<std::string>& values) {
-    return values.empty() ? "" : values.front().substr(0, values.front().find(','));
+// Returns the first item of a list separated by commas.
+std::string FirstItem(const std::string& list) { return list.substr(0, list.find(',')); }
+
+// Returns the value that minidlnad uses for a keyword with one value: that of the last line.
+std::string LastOf(const std::vector<std::string>& values) { return values.empty() ? "" : values.back(); }
+
+// Returns the value of a row, or an empty text if it could not be one line of the file.
+std::string LineValue(const Row& row, const Settings& settings) {
+    const std::string value = row.value(settings);
+    const bool isLine =
+        std::none_of(value.begin(), value.end(), [](char c) { return c == '\n' || c == '\0'; });
+    return isLine ? std::string(Trimmed(value)) : "";
 }
 
 }  // namespace
@@ -138,7 +148,7 @@ std::vector<std::string> ValuesOf(const std::string& text, const std::string& ke
 Configuration ComposeConfiguration(const std::string& administratorText, const Settings& settings) {
     std::string replacements;
     for (const Row& row : ROWS) {
-        if (const std::string value = row.value(settings); !value.empty()) {
+        if (const std::string value = LineValue(row, settings); !value.empty()) {
             replacements += std::string(row.keyword) + "=" + value + "\n";
         }
     }
@@ -151,18 +161,19 @@ Configuration ComposeConfiguration(const std::string& administratorText, const S
             result.text.append(line.whole).append("\n");
         }
     }
-    result.databaseDirectory = FirstOf(ValuesOf(administratorText, "db_dir"));
+    result.databaseDirectory = LastOf(ValuesOf(administratorText, "db_dir"));
     if (result.databaseDirectory.empty()) {
         result.databaseDirectory = DEFAULT_DATABASE_DIRECTORY;
         result.text += "db_dir=" + result.databaseDirectory + "\n";
     }
-    const long port = strtol(FirstOf(ValuesOf(administratorText, "port")).c_str(), nullptr, 10);
+    const long port = strtol(LastOf(ValuesOf(administratorText, "port")).c_str(), nullptr, 10);
     result.port = port > 0 && port <= MAX_PORT ? static_cast<int>(port) : DEFAULT_PORT;
     if (result.port != port) {
         result.text += "port=" + std::to_string(DEFAULT_PORT) + "\n";
     }
-    result.interface = FirstOf(ValuesOf(result.text, "network_interface"));
-    result.user = FirstOf(ValuesOf(administratorText, USER_KEYWORD));
+    const std::vector<std::string> interfaces = ValuesOf(result.text, "network_interface");
+    result.interface = interfaces.empty() ? "" : FirstItem(interfaces.front());
+    result.user = LastOf(ValuesOf(administratorText, USER_KEYWORD));
     return result;
 }
 

@@ -1,7 +1,10 @@
 #include "minidlna/dms_log.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
+
+#include <cstdio>
 
 #include "log/log_paths.h"
 #include "platform/files/file_io.h"
@@ -12,7 +15,17 @@ namespace {
 
 constexpr const char* LEVEL_NAMES[] = {"", "error", "warning", "info"};
 
+constexpr char PREVIOUS_LOG_FILE[] = DMS_LOG_FILE ".1";
+
 }  // namespace
+
+std::string FormatLogLine(Level level, std::time_t now, const std::string& text) {
+    tm local{};
+    char head[64];
+    const size_t length = strftime(head, sizeof head, "%F %T dms[", localtime_r(&now, &local));
+    return std::string(head, length) + std::to_string(getpid()) + "] " +
+           LEVEL_NAMES[static_cast<size_t>(level)] + ": " + EscapeForLog(text) + "\n";
+}
 
 void DmsLog::Write(Level level, const std::string& text) {
     const time_t now = time(nullptr);
@@ -22,13 +35,13 @@ void DmsLog::Write(Level level, const std::string& text) {
     if (level > level_) {
         return;
     }
-    tm local{};
-    char head[64];
-    const size_t length = strftime(head, sizeof head, "%F %T dms[", localtime_r(&now, &local));
+    struct stat status = {};
+    if (stat(DMS_LOG_FILE, &status) == 0 && status.st_size >= MAX_LOG_SIZE) {
+        rename(DMS_LOG_FILE, PREVIOUS_LOG_FILE);
+    }
     const Descriptor file(open(DMS_LOG_FILE, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644));
     if (file.IsOpen()) {
-        WriteAll(file.Get(), std::string(head, length) + std::to_string(getpid()) + "] " +
-                                 LEVEL_NAMES[static_cast<size_t>(level)] + ": " + EscapeForLog(text) + "\n");
+        WriteAll(file.Get(), FormatLogLine(level, now, text));
     }
 }
 

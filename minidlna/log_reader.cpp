@@ -12,8 +12,10 @@
 namespace dms {
 namespace {
 
-// A longer line is split.
-constexpr size_t MAX_LINE_LENGTH = 4096;
+// Bounds one call of ForwardLines, so that a flood of messages cannot keep dms from handling signals. A FIFO
+// holds 64 KiB by default.
+constexpr int MAX_READS = 16;
+constexpr size_t READ_SIZE = 4096;
 
 // minidlnad logs routine messages, such as its start, as warnings.
 struct LevelMark {
@@ -47,29 +49,39 @@ constexpr Advice ADVICE[] = {
     {"parsing error file", "correct " ADMINISTRATOR_CONFIGURATION_FILE},
 };
 
-void ForwardLine(const std::string& line, DmsLog& log) {
-    Level level = UNMARKED_LEVEL;
-    std::string message = line;
+}  // namespace
+
+bool TakeLogLine(std::string& pending, std::string& line) {
+    const size_t end = pending.find('\n');
+    if (end == std::string::npos && pending.size() < MAX_LOG_READER_LINE) {
+        return false;
+    }
+    const bool split = end > MAX_LOG_READER_LINE;
+    line = pending.substr(0, split ? MAX_LOG_READER_LINE : end);
+    pending.erase(0, split ? line.size() : end + 1);
+    return true;
+}
+
+LogMessage ReadLogLine(const std::string& line) {
+    LogMessage message{UNMARKED_LEVEL, "minidlnad: " + line};
+    // The first mark is that of minidlnad. Another one is part of the message, for example of a file name.
+    size_t first = std::string::npos;
     for (const LevelMark& row : LEVEL_MARKS) {
-        const std::string mark = row.mark;
-        if (const size_t at = line.find(mark); at != std::string::npos) {
-            level = row.level;
-            message = line.substr(at + mark.size());
-            break;
+        if (const size_t at = line.find(row.mark); at < first) {
+            first = at;
+            message = {row.level, "minidlnad: " + line.substr(at + strlen(row.mark))};
         }
     }
-    if (level != Level::Info) {
+    if (message.level != Level::Info) {
         for (const Advice& advice : ADVICE) {
-            if (message.find(advice.part) != std::string::npos) {
-                message += std::string(" (") + advice.text + ")";
+            if (message.text.find(advice.part) != std::string::npos) {
+                message.text += std::string(" (") + advice.text + ")";
                 break;
             }
         }
     }
-    log.Write(level, "minidlnad: " + message);
+    return message;
 }
-
-}  // namespace
 
 int OpenLogFifo(DmsLog& log) {
     mkdir(DMS_RUN_DIRECTORY, 0755);
@@ -86,15 +98,14 @@ int OpenLogFifo(DmsLog& log) {
 }
 
 void LogReader::ForwardLines() {
-    char buffer[4096];
-    for (ssize_t count = 0; (count = read(fifo_, buffer, sizeof buffer)) > 0;) {
+    char buffer[READ_SIZE];
+    ssize_t count = 0;
+    for (int i = 0; i < MAX_READS && (count = read(fifo_, buffer, sizeof buffer)) > 0; ++i) {
         incompleteLine_.append(buffer, static_cast<size_t>(count));
-        for (size_t end = 0; (end = incompleteLine_.find('\n')) != std::string::npos ||
-                             incompleteLine_.size() > MAX_LINE_LENGTH;) {
-            const std::string line = incompleteLine_.substr(0, end);
-            incompleteLine_.erase(0, end == std::string::npos ? end : end + 1);
+        for (std::string line; TakeLogLine(incompleteLine_, line);) {
             if (!line.empty()) {
-                ForwardLine(line, log_);
+                const LogMessage message = ReadLogLine(line);
+                log_.Write(message.level, message.text);
             }
         }
     }

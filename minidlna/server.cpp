@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "minidlna/interface_address.h"
+#include "minidlna/status_request.h"
 #include "platform/files/file_io.h"
 #include "platform/files/file_replacement.h"
 #include "settings/network_interfaces.h"

@@ -37,9 +37,8 @@ bool ContainsSettings(const std::string& content) {
 
 }  // namespace
 
-bool ReadSettings(Settings& settings) {
-    std::string content;
-    if (!ReadSettingsFile(content) || !ContainsSettings(content)) {
+bool ParseSettings(const std::string& content, Settings& settings) {
+    if (!ContainsSettings(content)) {
         return false;
     }
     Read(content, NETWORK_KEY, settings.interface);
@@ -52,6 +51,11 @@ bool ReadSettings(Settings& settings) {
     Read(content, IGNORE_ACCESS_KEY, settings.ignoreAccess);
     Read(content, LOG_LEVEL_KEY, settings.logLevel);
     return true;
+}
+
+bool ReadSettings(Settings& settings) {
+    std::string content;
+    return ReadSettingsFile(content) && ParseSettings(content, settings);
 }
 
 }  // namespace dms

@@ -23,8 +23,12 @@ struct Settings {
     bool operator==(const Settings& other) const = default;
 };
 
-// Reads the settings file. A missing or empty file contains no settings. Returns false and leaves `settings`
-// unchanged if the file cannot be read, or if it contains text but no setting.
+// Reads the content of the settings file. Returns false and leaves `settings` unchanged if the content is
+// text without any setting. Empty content has no settings. A value is cut to 255 bytes.
+bool ParseSettings(const std::string& content, Settings& settings);
+
+// Reads the settings file. A missing file has no settings. Returns false and leaves `settings` unchanged if
+// the file cannot be read, or if ParseSettings rejects its content.
 bool ReadSettings(Settings& settings);
 
 }  // namespace dms

@@ -1,54 +1,58 @@
 #include "minidlna/status_page.h"
 
-#include <curl/curl.h>
+#include <arpa/inet.h>
 #include <libxml/HTMLparser.h>
-#include <libxml/xpath.h>
+#include <libxml/tree.h>
 
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
 
 namespace dms {
 namespace {
 
-constexpr long MAX_FETCH_TIME = 500;  // milliseconds
-constexpr size_t MAX_PAGE_SIZE = 1U << 18U;
-
 // minidlnad shows one of these if it does not know the MAC address, for example for a client behind a router.
 constexpr const char* UNKNOWN_MAC_ADDRESSES[] = {"FF:FF:FF:FF:FF:FF", "00:00:00:00:00:00"};
 
-size_t Append(const char* data, size_t size, size_t count, void* target) {
-    std::string& text = *static_cast<std::string*>(target);
-    if (text.size() + size * count > MAX_PAGE_SIZE) {
-        return 0;
-    }
-    text.append(data, size * count);
-    return size * count;
-}
+constexpr char SCANNING[] = "scan in progress";
 
-std::string TextOf(xmlNode* node) {
+const char* ToChars(const xmlChar* text) { return reinterpret_cast<const char*>(text); }
+
+std::string TextOf(const xmlNode* node) {
     xmlChar* content = xmlNodeGetContent(node);
-    std::string text = content == nullptr ? "" : reinterpret_cast<const char*>(content);
+    std::string text = content == nullptr ? "" : ToChars(content);
     xmlFree(content);
     return text;
 }
 
+bool IsRow(const xmlNode* node) {
+    return node->type == XML_ELEMENT_NODE && strcmp(ToChars(node->name), "tr") == 0;
+}
+
 using Row = std::vector<std::string>;  // the texts of the cells
 
-// Returns the rows of all tables of the page.
-std::vector<Row> TableRows(xmlDoc* document) {
-    std::vector<Row> rows;
-    xmlXPathContext* context = xmlXPathNewContext(document);
-    xmlXPathObject* found = xmlXPathEvalExpression(reinterpret_cast<const xmlChar*>("//tr"), context);
-    for (int i = 0; found != nullptr && found->nodesetval != nullptr && i < found->nodesetval->nodeNr; ++i) {
-        Row& row = rows.emplace_back();
-        for (xmlNode* cell = found->nodesetval->nodeTab[i]->children; cell != nullptr; cell = cell->next) {
-            row.push_back(TextOf(cell));
+Row CellsOf(const xmlNode* row) {
+    Row cells;
+    for (const xmlNode* cell = row->children; cell != nullptr; cell = cell->next) {
+        if (cell->type == XML_ELEMENT_NODE) {
+            cells.push_back(TextOf(cell));
         }
     }
-    xmlXPathFreeObject(found);
-    xmlXPathFreeContext(context);
-    return rows;
+    return cells;
+}
+
+// Returns the next node in the order of the text. Rows inside a row are skipped: they are part of the text of
+// its cells, and reading them again at each level would need quadratic time.
+const xmlNode* NextNode(const xmlNode* node) {
+    if (node->type == XML_ELEMENT_NODE && !IsRow(node) && node->children != nullptr) {
+        return node->children;
+    }
+    while (node != nullptr && node->next == nullptr) {
+        node = node->parent;
+    }
+    return node == nullptr ? nullptr : node->next;
 }
 
 struct CountRow {
@@ -62,40 +66,74 @@ constexpr CountRow COUNTS[] = {{"Audio files", &StatusPage::audio},
 // Columns of a client: number, type, IP address, MAC address, connections.
 constexpr size_t CLIENT_COLUMNS = 5;
 
+bool IsIpAddress(const std::string& text) {
+    in6_addr address{};  // large enough for both
+    return inet_pton(AF_INET, text.c_str(), &address) == 1 ||
+           inet_pton(AF_INET6, text.c_str(), &address) == 1;
+}
+
+// Cuts the text at a UTF-8 boundary, and replaces each control character (C0, DEL and C1) by a space.
+std::string ClientName(const std::string& text) {
+    const auto byteAt = [&](size_t i) { return static_cast<unsigned char>(i < text.size() ? text[i] : 0); };
+    size_t end = std::min(text.size(), MAX_CLIENT_NAME);
+    while (end > 0 && (byteAt(end) & 0xC0U) == 0x80) {
+        --end;
+    }
+    std::string name;
+    for (size_t i = 0; i < end; ++i) {
+        const bool isC1 = byteAt(i) == 0xC2 && (byteAt(i + 1) & 0xE0U) == 0x80;
+        const bool isControl = byteAt(i) < 0x20 || byteAt(i) == 0x7F || isC1;
+        name += isControl ? ' ' : text[i];
+        i += isC1 ? 1 : 0;
+    }
+    return name;
+}
+
 void ReadRow(const Row& row, StatusPage& page) {
     if (row.size() == 2) {
         for (const CountRow& kind : COUNTS) {
             if (row[0] == kind.title) {
-                page.*kind.count = strtol(row[1].c_str(), nullptr, 10);
+                page.*kind.count = std::max(strtol(row[1].c_str(), nullptr, 10), 0L);
             }
         }
     }
     if (row.size() == CLIENT_COLUMNS && IsMacAddress(row[3]) &&
         std::find(std::begin(UNKNOWN_MAC_ADDRESSES), std::end(UNKNOWN_MAC_ADDRESSES), row[3]) ==
             std::end(UNKNOWN_MAC_ADDRESSES)) {
-        page.clients.push_back({row[1], row[2], row[3]});
+        page.clients.push_back({ClientName(row[1]), IsIpAddress(row[2]) ? row[2] : "", row[3]});
     }
-}
-
-// Returns false if the text is not minidlnad's status page.
-bool ParseStatusPage(const std::string& html, StatusPage& page) {
-    page = StatusPage();
-    xmlDoc* document =
-        htmlReadMemory(html.data(), static_cast<int>(html.size()), nullptr, "UTF-8",
-                       HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET);
-    if (document == nullptr) {
-        return false;
-    }
-    const std::vector<Row> rows = TableRows(document);
-    for (const Row& row : rows) {
-        ReadRow(row, page);
-    }
-    page.scanning = TextOf(xmlDocGetRootElement(document)).find("scan in progress") != std::string::npos;
-    xmlFreeDoc(document);
-    return !rows.empty() && !rows.front().empty() && rows.front().front() == COUNTS[0].title;
 }
 
 }  // namespace
+
+bool ParseStatusPage(const std::string& html, StatusPage& page) {
+    page = StatusPage();
+    if (html.size() > MAX_STATUS_PAGE) {
+        return false;
+    }
+    const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> document(
+        htmlReadMemory(html.data(), static_cast<int>(html.size()), nullptr, "UTF-8",
+                       HTML_PARSE_RECOVER | HTML_PARSE_NOERROR | HTML_PARSE_NOWARNING | HTML_PARSE_NONET),
+        xmlFreeDoc);
+    if (document == nullptr) {
+        return false;
+    }
+    std::string title;  // the first cell of the first row
+    const xmlNode* node = xmlDocGetRootElement(document.get());
+    for (bool isFirstRow = true; node != nullptr; node = NextNode(node)) {
+        if (IsRow(node)) {
+            const Row row = CellsOf(node);
+            if (isFirstRow && !row.empty()) {
+                title = row.front();
+            }
+            isFirstRow = false;
+            ReadRow(row, page);
+        } else if (node->type == XML_TEXT_NODE && node->content != nullptr) {
+            page.scanning = page.scanning || strstr(ToChars(node->content), SCANNING) != nullptr;
+        }
+    }
+    return title == COUNTS[0].title;
+}
 
 bool IsMacAddress(const std::string& text) {
     constexpr size_t LENGTH = 17;
@@ -105,25 +143,6 @@ bool IsMacAddress(const std::string& text) {
         }
     }
     return text.size() == LENGTH;
-}
-
-bool FetchStatusPage(int port, StatusPage& page) {
-    CURL* curl = curl_easy_init();
-    if (curl == nullptr) {
-        return false;
-    }
-    std::string html;
-    const std::string url = "http://127.0.0.1:" + std::to_string(port) + "/";
-    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl, CURLOPT_PROXY, "");
-    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(curl, CURLOPT_FAILONERROR, 1L);
-    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, MAX_FETCH_TIME);
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, Append);
-    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &html);
-    const CURLcode result = curl_easy_perform(curl);
-    curl_easy_cleanup(curl);
-    return result == CURLE_OK && ParseStatusPage(html, page);
 }
 
 }  // namespace dms

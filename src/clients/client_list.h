@@ -25,6 +25,7 @@ constexpr char ACCESS[] = "isAccess";
 // Members of an entry that only the daemon writes; the administration page shows them.
 constexpr char IP_ADDRESS[] = "ip";
 constexpr char CLIENT_NAME[] = "name";
+constexpr char LAST_SEEN[] = "lastSeen";  // in seconds since 1970, accurate to a day
 
 // The available client profiles, a JSON file with comments. The daemon's package installs it.
 constexpr char PROFILE_LIST_FILE[] = APPLIANCE_ROOT "/var/packages/Dalmira/target/etc/agent.conf";
