@@ -24,15 +24,6 @@ std::atomic<size_t> signalCount;
 
 void RecordSignal(int number) { signals[signalCount++ % std::size(signals)] = number; }
 
-Strings Lines(const std::string& text) {
-    Strings lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
-}
-
 std::string ReadToEnd(int descriptor) {
     std::string text;
     char piece[65536];
@@ -44,6 +35,15 @@ std::string ReadToEnd(int descriptor) {
 }
 
 }  // namespace
+
+Strings Lines(const std::string& text) {
+    Strings lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
 
 Json::Value ParsedJson(const std::string& text) {
     Json::Value value;

@@ -15,6 +15,7 @@
 using Fields = std::vector<std::pair<std::string, std::string>>;
 using Strings = std::vector<std::string>;
 
+Strings Lines(const std::string& text);
 Json::Value ParsedJson(const std::string& text);
 // Returns `base` with the members of `more`, which replace those of the same name; objects are merged recursively.
 Json::Value Merged(Json::Value base, const Json::Value& more);
