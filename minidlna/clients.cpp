@@ -22,7 +22,7 @@ namespace {
 constexpr char UNKNOWN_TYPE[] = "Unknown";
 
 // LAST_SEEN is accurate to this time, so that dms does not write the file again and again.
-constexpr Json::Int64 LAST_SEEN_ACCURACY = 24 * 60 * 60;  // seconds
+constexpr Json::Int64 LAST_SEEN_ACCURACY = 86'400;  // seconds
 
 // The members that dms writes.
 constexpr std::string_view DMS_MEMBERS[] = {MAC_ADDRESS, IP_ADDRESS, CLIENT_NAME, PROFILE, ACCESS, LAST_SEEN};
