@@ -3,6 +3,7 @@
 // A failure is { kind, failureNumber, status }:
 //   connection   the program did not answer
 //   login        the user is not signed in (status 401)
+//   changed      the condition of a save failed (status 412): somebody else has changed the stored state
 //   answer       the answer does not come from the program; `status` is its HTTP status
 //   report       the program reports which step failed, by its failure number
 //   plain        the program reports only that the action failed
@@ -12,6 +13,8 @@ import { h, newId } from './widgets.js';
 const PROGRAM = new URL('/cgi-bin/mediaserv', location.origin);
 const REQUEST_LIMIT = 32 * 1024 * 1024; // bytes; the program refuses a larger request
 const TIMEOUT = 120000; // milliseconds; a restart of the daemon may take half a minute
+
+export const ANY_STATE = '*'; // a condition that every state meets
 
 const failed = (kind, details = {}) => ({ ok: false, failure: { kind, failureNumber: 0, ...details } });
 
@@ -28,21 +31,32 @@ function readAnswer(status, body) {
 	if (status === 401) return failed('login', { status });
 	const answer = parseJson(body);
 	if (answer === null || typeof answer !== 'object' || !('success' in answer)) return failed('answer', { status });
+	if (status === 412) return failed('changed', { status });
 	if (answer.success === true) return { ok: true, answer };
 	if (!answer.error) return failed('plain', { status });
 	return failed('report', { status, failureNumber: Number(answer.error.line) || 0 });
 }
 
-// Runs an action. Returns { ok: true, answer }, for a file { ok: true, bytes }, or { ok: false, failure }.
-export async function call(action, fields = {}) {
+// Returns the entity tag of the loaded or saved state. A web server that compresses an answer marks the tag as weak,
+// and a weak tag would never meet a condition.
+const tagOf = (response) => response.headers.get('ETag')?.replace(/^W\//, '');
+
+// Runs an action. Returns { ok: true, answer, tag }, for a file { ok: true, bytes, tag }, or { ok: false, failure }.
+//
+// The result has the tag of the loaded or saved state if the request has a condition. The condition of a load is
+// ANY_STATE, that of a save is the tag of the state that it changes. The program writes nothing if the stored state has
+// another tag.
+export async function call(action, fields = {}, condition = undefined) {
+	const headers = condition ? { 'If-Match': condition } : {};
 	const body = new URLSearchParams({ action, ...fields });
 	if (body.toString().length > REQUEST_LIMIT) return failed('large');
 	try {
-		const response = await fetch(PROGRAM, { method: 'POST', body, signal: AbortSignal.timeout(TIMEOUT) });
+		const response = await fetch(PROGRAM, { method: 'POST', headers, body, signal: AbortSignal.timeout(TIMEOUT) });
+		const tag = tagOf(response);
 		const bytes = await response.arrayBuffer();
 		const isFile = response.headers.get('Content-Type')?.startsWith('application/xml');
-		if (response.ok && isFile) return { ok: true, bytes };
-		return readAnswer(response.status, new TextDecoder().decode(bytes));
+		if (response.ok && isFile) return { ok: true, bytes, tag };
+		return { ...readAnswer(response.status, new TextDecoder().decode(bytes)), tag };
 	} catch {
 		return failed('connection');
 	}

@@ -1,5 +1,6 @@
 // The table of clients. The document contains one page of it, so that ten thousand clients cost no more than a few.
 import { createClientChanges, toText } from './client_changes.js';
+import { bothValues, createConflict } from './conflict.js';
 import { currentLanguage, hasText, setText, textOf } from './texts.js';
 import { externalText, h, iconButton, nameOption, switchInput } from './widgets.js';
 
@@ -20,6 +21,16 @@ function shownText(member, value) {
 	return member === 'profileName' && hasText(key) ? textOf(key) : text;
 }
 
+function labelOf({ title }, member) {
+	return [member === 'isAccess' ? 'clients.access_of' : 'clients.profile_of', { name: title }];
+}
+
+// How a conflict shows the value of a member.
+function describe(member, value) {
+	if (member === 'isAccess') return [value ? 'common.on' : 'common.off', {}];
+	return value === '' ? ['common.empty_value', {}] : () => shownText(member, value);
+}
+
 // The program changes the first client that has a MAC address. Any other one with the same address has no key, and its
 // controls are disabled.
 function clientsOf(entries) {
@@ -34,9 +45,12 @@ function clientsOf(entries) {
 }
 
 // Returns the table's nodes (`node`, `count`, `pager`) and
-//   show           shows another list; changes of clients that it contains remain
+//   show           shows another list with the user's changes. Returns { hasAdopted, dropped }: whether somebody else
+//                  has changed clients, and the labels of changes of clients that are no longer in the list
 //   search         shows the clients that contain a text
 //   changes        returns the changes to save
+//   conflicts      returns a notice for each member for which the user has to choose a value; its argument is called
+//                  after each choice
 //   markSaved      makes changes that were saved part of the list
 //   discard        discards all changes
 // `onChange` is called after each change.
@@ -68,10 +82,26 @@ export function createClientTable(profileNames, onChange) {
 		onChange();
 	}
 
+	function createConflictNotice({ client, member, theirs, mine }, onChoice) {
+		const label = labelOf(client, member);
+		return createConflict({
+			label,
+			title: label,
+			text: bothValues(describe(member, theirs), describe(member, mine)),
+			choose(keepsMine) {
+				if (keepsMine) changes.endConflict(client, member);
+				else changes.change(client, member, theirs);
+				showPage();
+				onChange();
+				onChoice();
+			},
+		});
+	}
+
 	function createProfileSelect(client, row) {
 		const value = toText(changes.valueOf(client, 'profileName'));
 		const names = profileNames.includes(value) ? profileNames : [value, ...profileNames];
-		const select = h('select', { label: ['clients.profile_of', { name: client.title }], disabled: !client.key },
+		const select = h('select', { label: labelOf(client, 'profileName'), disabled: !client.key },
 			...names.map((name) => nameOption('profiles', name)));
 		select.value = value;
 		select.addEventListener('change', () => change(client, 'profileName', select.value, row));
@@ -79,7 +109,7 @@ export function createClientTable(profileNames, onChange) {
 	}
 
 	function createAccessSwitch(client, row) {
-		const input = switchInput({ label: ['clients.access_of', { name: client.title }], disabled: !client.key });
+		const input = switchInput({ label: labelOf(client, 'isAccess'), disabled: !client.key });
 		input.checked = changes.valueOf(client, 'isAccess') === true;
 		input.addEventListener('change', () => change(client, 'isAccess', input.checked, row));
 		return input;
@@ -156,11 +186,16 @@ export function createClientTable(profileNames, onChange) {
 	}
 
 	function show(entries) {
+		const oldClients = clients;
+		const shownPage = pageIndex;
 		clients = clientsOf(entries);
 		createIndex();
-		changes.keepOnly(new Set(entries.map(({ macAddr }) => macAddr)));
+		const { hasAdopted, dropped } = changes.rebase(oldClients, clients);
 		sort();
+		pageIndex = shownPage;
+		showPage();
 		onChange();
+		return { hasAdopted, dropped: dropped.map(({ client, member }) => labelOf(client, member)) };
 	}
 
 	return {
@@ -173,6 +208,7 @@ export function createClientTable(profileNames, onChange) {
 			find();
 		},
 		changes: () => changes.toSave(clients),
+		conflicts: (onChoice) => changes.listConflicts(clients).map((one) => createConflictNotice(one, onChoice)),
 		markSaved(saved) {
 			changes.markSaved(clients, saved);
 			createIndex();

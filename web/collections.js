@@ -1,5 +1,7 @@
 // The section "Collections": which of the user's video collections players show.
-import { call } from './backend.js';
+import { ANY_STATE, call } from './backend.js';
+import { merge } from './merge.js';
+import { saveMerged, savedText } from './merged_save.js';
 import { createSaveBar } from './save_bar.js';
 import { currentLanguage, setText } from './texts.js';
 import { button, card, externalText, h, searchField } from './widgets.js';
@@ -22,25 +24,46 @@ function sortItems(items) {
 		|| compare(one.label.textContent, other.label.textContent));
 }
 
+const load = () => call('loadCollection', {}, ANY_STATE);
+
+// Returns whether each listed collection is published, by id.
+function publishedById({ data }) {
+	return Object.fromEntries(data.collections.map(({ id, exposed }) => [id, exposed === true]));
+}
+
+// An empty list may mean that the video library does not answer. It does not show what somebody else has changed.
+async function loadToMerge() {
+	const result = await load();
+	const isEmpty = result.ok && result.answer.data.collections.length === 0;
+	return isEmpty ? { ok: false, failure: { kind: 'library' } } : result;
+}
+
 async function open(frame) {
-	const { data } = await frame.load(() => call('loadCollection'));
-	if (data.collections.length === 0) {
+	const { answer, tag } = await frame.load(load);
+	if (answer.data.collections.length === 0) {
 		frame.body.replaceChildren(card(undefined, h('p.empty', 'collections.empty')));
 		return;
 	}
-	const items = data.collections.map(createItem);
+	const list = h('ul.collections');
 	const count = h('p.count', { role: 'status' });
 	const noMatch = h('p.empty', { text: 'common.no_match', hidden: true });
 
-	const publishedIds = () => items.filter(({ box }) => box.checked).map(({ id }) => id);
+	let items = [];
+	let searchText = '';
+	let stored = {}; // whether each collection is published, by id, also of those that are no longer listed
+	let storedTag;
+
+	const isChanged = ({ id, box }) => box.checked !== stored[id];
+	const published = () => ({ ...stored, ...Object.fromEntries(items.map(({ id, box }) => [id, box.checked])) });
 	const visibleItems = () => items.filter(({ node }) => !node.hidden);
-	let stored = JSON.stringify(publishedIds());
 
 	function showCount() {
-		setText(count, ['collections.count', { published: publishedIds().length, count: items.length }]);
+		const checked = items.filter(({ box }) => box.checked);
+		setText(count, ['collections.count', { published: checked.length, count: items.length }]);
 	}
 
 	function search(text) {
+		searchText = text;
 		const wanted = text.trim().toLocaleLowerCase();
 		for (const { node, label } of items) node.hidden = !label.textContent.toLocaleLowerCase().includes(wanted);
 		noMatch.hidden = visibleItems().length > 0;
@@ -51,20 +74,52 @@ async function open(frame) {
 		frame.body.dispatchEvent(new Event('input'));
 	}
 
+	// Shows the loaded list with the user's changes. Returns whether somebody else has changed something.
+	function rebase(loaded) {
+		const theirs = publishedById(loaded.answer);
+		const { merged, adopted } = merge(stored, published(), theirs);
+		stored = { ...stored, ...theirs };
+		storedTag = loaded.tag;
+		items = loaded.answer.data.collections.map(createItem);
+		for (const { id, box } of items) box.checked = merged[id];
+		list.replaceChildren(...sortItems(items).map(({ node }) => node));
+		search(searchText);
+		showCount();
+		return adopted.length > 0;
+	}
+
+	// A save replaces the whole choice. It contains the collections that were published and are no longer listed, too.
+	async function save() {
+		let sent;
+		let showsMore = false;
+		const result = await saveMerged({
+			save() {
+				sent = published();
+				const ids = Object.keys(sent).filter((id) => sent[id]);
+				return call('saveCollection', { exposed_collections: JSON.stringify(ids) }, storedTag);
+			},
+			load: loadToMerge,
+			rebase(loaded) {
+				showsMore = rebase(loaded) || showsMore;
+				return true; // two changes of one collection are the same
+			},
+		});
+		if (!result.ok) {
+			const texts = { library: ['collections.empty'] };
+			return frame.showFailure('common.save_failed', result.failure, texts);
+		}
+		stored = sent;
+		storedTag = result.tag;
+		return savedText('form.saved', showsMore && ['form.shows_more', {}]);
+	}
+
 	const bar = createSaveBar(frame, {
-		isChanged: () => JSON.stringify(publishedIds()) !== stored,
+		isChanged: () => items.some(isChanged),
 		findInvalidField: () => undefined,
 		progressText: () => 'form.saving',
-		async save() {
-			const sent = JSON.stringify(publishedIds());
-			const result = await call('saveCollection', { exposed_collections: sent });
-			if (!result.ok) return frame.showFailure('common.save_failed', result.failure);
-			stored = sent;
-			return 'form.saved';
-		},
+		save,
 		discard() {
-			const storedIds = new Set(JSON.parse(stored));
-			for (const { id, box } of items) box.checked = storedIds.has(id);
+			for (const { id, box } of items) box.checked = stored[id];
 			showCount();
 			bar.showMessage(undefined);
 		},
@@ -74,10 +129,9 @@ async function open(frame) {
 		h('span.buttons', {},
 			button('collections.select_all', () => checkVisible(true), { kind: 'small' }),
 			button('collections.select_none', () => checkVisible(false), { kind: 'small' })));
-	const listed = h('ul.collections', {}, ...sortItems(items).map(({ node }) => node));
-	frame.body.replaceChildren(card(undefined, toolbar, listed, noMatch), bar.node);
+	frame.body.replaceChildren(card(undefined, toolbar, list, noMatch), bar.node);
 	frame.body.addEventListener('input', showCount);
-	showCount();
+	rebase({ answer, tag });
 }
 
 export const collections = { name: 'collections', open };

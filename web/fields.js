@@ -1,6 +1,7 @@
 // Kinds of fields. A kind is a function of a row (settings_form.js), the loaded data and an id; it returns a control:
 //   node        the element with the inputs; the one with the id is labelled
 //   get, set    the value as the program stores it, always a string
+//   describe    returns how the page shows a value, as a value of a text (texts.js)
 //   findError   returns what is wrong with the value, as a text, or undefined
 //   focus       moves the focus to the input, or to the one that is wrong
 //   isWide      true if the control needs the width of the card
@@ -18,6 +19,7 @@ export function toggle(row, data, id) {
 		node: input,
 		get: () => String(input.checked),
 		set: (value) => (input.checked = value === 'true'),
+		describe: (value) => [value === 'true' ? 'common.on' : 'common.off', {}],
 		findError: () => undefined,
 		focus: () => input.focus(),
 	};
@@ -26,11 +28,13 @@ export function toggle(row, data, id) {
 // A whole number of at least `row.min`, followed by the text `row.unit`.
 export function number(row, data, id) {
 	const input = h('input.short', { id, inputmode: 'numeric', autocomplete: 'off' });
-	const get = () => input.value.trim();
+	// The program returns a number without leading zeros.
+	const get = () => input.value.trim().replace(/^0+(?=\d)/, '');
 	return {
 		node: h('span.with-unit', {}, input, h('span.unit', row.unit)),
 		get,
 		set: (value) => (input.value = value),
+		describe: (value) => value,
 		findError() {
 			if (!/^\d+$/.test(get()) || Number(get()) < row.min) return ['common.min', { min: row.min }];
 			return tooLong(get(), row.limit);
@@ -47,7 +51,8 @@ export function choice(row, data, id) {
 	const otherInput = h('input', { label: 'common.other', autocomplete: 'off', spellcheck: 'false', hidden: true });
 	const isOther = () => select.selectedOptions[0] === otherOption;
 	const get = () => (isOther() ? otherInput.value : select.value);
-	const isListed = (value) => [...select.options].some((option) => option !== otherOption && option.value === value);
+	const listedOption = (value) =>
+		[...select.options].find((option) => option !== otherOption && option.value === value);
 
 	function createUnlistedOption(value) {
 		if (value === '') return h('option', { value, text: 'common.empty_value' });
@@ -65,10 +70,11 @@ export function choice(row, data, id) {
 		node: h('span.choice', {}, select, otherInput),
 		get,
 		set(value) {
-			if (!isListed(value)) select.prepend(createUnlistedOption(value));
+			if (!listedOption(value)) select.prepend(createUnlistedOption(value));
 			otherInput.hidden = true;
 			select.value = value;
 		},
+		describe: (value) => () => (listedOption(value) ?? createUnlistedOption(value)).textContent,
 		findError() {
 			if (isOther() && otherInput.value.trim() === '') return 'common.empty';
 			return tooLong(get(), row.limit);

@@ -9,6 +9,7 @@ const FAILURE_TEXTS = {
 	large: ['errors.large', 'errors.large_do'],
 	report: ['errors.report', 'errors.report_do'],
 	plain: ['errors.plain', 'errors.report_do'],
+	changed: ['errors.changed', 'errors.changed_do'],
 };
 
 // Returns the frame of a section. The section fills `body` and sets `isChanged`, which returns whether the user would
@@ -40,7 +41,7 @@ export function createFrame(section) {
 		notice.scrollIntoView({ block: 'nearest' });
 	}
 
-	// Runs a request until it succeeds, and returns its answer. The user can repeat a request that failed.
+	// Runs a request until it succeeds, and returns its result. The user can repeat a request that failed.
 	async function load(request) {
 		for (;;) {
 			body.replaceChildren(h('p.waiting', { role: 'status' }, h('span.spinner'), h('span', 'common.loading')));
@@ -48,7 +49,7 @@ export function createFrame(section) {
 			body.replaceChildren();
 			if (result.ok) {
 				clearNotice();
-				return result.answer;
+				return result;
 			}
 			await new Promise((tryAgain) => {
 				showFailure('common.not_loaded', result.failure, {}, button('common.try_again', tryAgain));

@@ -83,6 +83,8 @@ export function list(row, data, id) {
 			stored = value;
 			show(value);
 		},
+		describe: (value) =>
+			(value === '' ? ['common.empty_value', {}] : value.replaceAll(row.separator, `${row.separator} `)),
 		findError() {
 			invalidInput = undefined;
 			for (const entry of entries.children) {

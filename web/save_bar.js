@@ -58,5 +58,5 @@ export function createSaveBar(frame, { isChanged, findInvalidField, progressText
 		else showMessage(isChanged() ? 'common.unsaved' : undefined);
 	});
 	update();
-	return { node, showMessage, runTask };
+	return { node, showMessage, runTask, focus: () => saveButton.focus() };
 }

@@ -23,8 +23,10 @@
 //
 // Failure numbers (546, 599, ...) identify the failed step of a save to the page and to support. They never change.
 import { unsupportedReason } from './appliance.js';
-import { call } from './backend.js';
+import { ANY_STATE, call } from './backend.js';
 import { createField } from './form_field.js';
+import { merge } from './merge.js';
+import { saveMerged, savedText } from './merged_save.js';
 import { createSaveBar } from './save_bar.js';
 import { card, helpFor } from './widgets.js';
 
@@ -58,9 +60,11 @@ function createCards(fields) {
 }
 
 async function openForm(section, frame) {
-	const { data } = await frame.load(() => call(section.load));
+	const load = () => call(section.load, {}, ANY_STATE);
+	const { answer: { data }, tag } = await frame.load(load);
 	const fields = createFields(section, data);
 	let stored = storedValues(section, data);
+	let storedTag = tag;
 
 	const labelOf = ({ field }) => [`${section.name}.${field}`, {}];
 	const valueOf = (field) => fields.get(field)?.get() ?? stored[field];
@@ -84,11 +88,38 @@ async function openForm(section, frame) {
 		bar.showMessage(undefined);
 	}
 
+	function findInvalidField() {
+		const checked = [...fields.values()].filter(({ row }) => isChanged(row) || row.checkUnchanged);
+		return [...fields.values()].find((field) => field.hasConflict()) ?? checked.find((field) => field.check());
+	}
+
+	function continueAfterChoice() {
+		frame.body.dispatchEvent(new Event('input'));
+		const next = [...fields.values()].find((field) => field.hasConflict());
+		(next ?? bar).focus();
+	}
+
+	// Merges the user's changes into the settings that are stored now. Returns whether somebody else has changed any.
+	function rebase(loaded) {
+		const theirs = storedValues(section, loaded.answer.data);
+		const mine = Object.fromEntries(section.rows.filter(({ field }) => field in stored)
+			.map((row) => [row.field, isChanged(row) ? valueOf(row.field) : stored[row.field]]));
+		// The program ignores a setting whose switch is off, so a change of the setting needs the switch.
+		const switches = changedRows().flatMap(({ enabledBy }) => enabledBy ?? []);
+		const { merged, conflicts, adopted } = merge(stored, mine, theirs, switches);
+		stored = { ...stored, ...theirs };
+		storedTag = loaded.tag;
+		for (const name of adopted) fields.get(name)?.set(merged[name]);
+		for (const name of conflicts) fields.get(name)?.askToChoose(theirs[name], continueAfterChoice);
+		enableFields();
+		return adopted.length > 0;
+	}
+
 	// A save that failed may have saved some settings. The changes are then those that differ from what is stored now.
 	async function showSaveFailure(failure) {
 		if (failure.kind === 'report') {
-			const result = await call(section.load);
-			if (result.ok) stored = storedValues(section, result.answer.data);
+			const result = await load();
+			if (result.ok) rebase(result);
 		}
 		const row = section.rows.find(({ failureNumbers }) => failureNumbers.includes(failure.failureNumber));
 		if (row) {
@@ -102,23 +133,41 @@ async function openForm(section, frame) {
 		}
 	}
 
-	async function save() {
-		const restarts = rowsThatRestart().length > 0;
+	function valuesToSend() {
 		const rows = section.rows.filter((row) =>
 			row.field in stored && isEnabled(row) && (isChanged(row) || !row.keepIfAbsent));
-		const sent = Object.fromEntries(rows.map(({ field }) => [field, valueOf(field)]));
-		const result = await call(section.save, sent);
-		if (!result.ok) return showSaveFailure(result.failure);
-		stored = { ...stored, ...sent };
-		return restarts ? 'form.saved_restarted' : 'form.saved';
+		return Object.fromEntries(rows.map(({ field }) => [field, valueOf(field)]));
+	}
+
+	async function save() {
+		let sent;
+		let restarts;
+		let showsMore = false;
+		const result = await saveMerged({
+			save() {
+				restarts = rowsThatRestart().length > 0;
+				sent = valuesToSend();
+				return call(section.save, sent, storedTag);
+			},
+			load,
+			rebase(loaded) {
+				showsMore = rebase(loaded) || showsMore;
+				return findInvalidField() === undefined;
+			},
+		});
+		if (result.ok) {
+			stored = { ...stored, ...sent };
+			storedTag = result.tag;
+			return savedText(restarts ? 'form.saved_restarted' : 'form.saved', showsMore && ['form.shows_more', {}]);
+		}
+		if (result.failure) return showSaveFailure(result.failure);
+		findInvalidField().focus();
+		return 'conflict.not_saved';
 	}
 
 	const bar = createSaveBar(frame, {
 		isChanged: () => changedRows().length > 0,
-		findInvalidField() {
-			const checked = [...fields.values()].filter(({ row }) => isChanged(row) || row.checkUnchanged);
-			return checked.find((field) => field.check());
-		},
+		findInvalidField,
 		progressText() {
 			const settings = rowsThatRestart().map(labelOf);
 			return settings.length > 0 ? ['form.restarting', { settings }] : 'form.saving';

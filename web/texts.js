@@ -41,8 +41,10 @@ function lookUp(key) {
 
 export const hasText = (key) => lookUp(key) !== undefined;
 
-// A value is a number, a Date, a string, the text [key, values], or a list of such texts.
+// A value is a number, a Date, a string, the text [key, values], a list of such texts, or a function that returns one
+// of these in the current language.
 function formatValue(value) {
+	if (typeof value === 'function') return formatValue(value());
 	if (typeof value === 'number') return value.toLocaleString(language);
 	if (value instanceof Date) return value.toLocaleString(language, DATE_FORMAT);
 	if (!Array.isArray(value)) return FIRST_STRONG_ISOLATE + value + POP_DIRECTIONAL_ISOLATE;
