@@ -1,5 +1,6 @@
 """What the tests of the administration page use: the appliance in a box, and a browser in front of it."""
 import base64
+import json
 import os
 import shutil
 import signal
@@ -9,6 +10,7 @@ import sys
 import tempfile
 import time
 import urllib.error
+import urllib.parse
 import urllib.request
 from contextlib import contextmanager
 from pathlib import Path
@@ -27,6 +29,11 @@ TARGET = ROOT / "var/packages/Dalmira/target"
 SETTINGS = ETC / "dmsinfo.conf"
 QUIET = ("--headless", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
          "--disable-component-update", "--disable-sync", "--window-size=1280,900", "--accept-lang=en")
+
+
+def plain(text):
+    """Returns a text of the page without the isolating characters around values."""
+    return text.replace("\u2068", "").replace("\u2069", "")
 
 
 class Box:
@@ -67,6 +74,21 @@ class Box:
                 return answer.status, answer.headers
         except urllib.error.HTTPError as answer:
             return answer.code, answer.headers
+
+    def call(self, action, **fields):
+        """Runs an action of the program, as the page of somebody else does. Returns its answer."""
+        url = urllib.parse.urljoin(self.page, "/cgi-bin/mediaserv")
+        body = urllib.parse.urlencode({"action": action, **fields}).encode()
+        request = urllib.request.Request(url, body, {"Authorization": self.authorization})
+        with urllib.request.build_opener(urllib.request.ProxyHandler({})).open(request) as answer:
+            return json.load(answer)
+
+    def change_settings(self, page, **changes):
+        """Somebody else saves changes of a settings page, together with all other settings as they are stored."""
+        stored = self.call(f"load_{page}_page")["data"]
+        fields = {name: str(value).lower() if isinstance(value, bool) else value
+                  for name, value in stored.items() if isinstance(value, (str, int))}
+        assert self.call(f"save_{page}_page", **{**fields, **changes})["success"]
 
 
 class Browser:
@@ -119,9 +141,8 @@ class Browser:
         return self.driver.find_elements(By.CSS_SELECTOR, selector)
 
     def text(self, selector):
-        """Returns the text of the elements, without the isolating characters around values."""
         texts = self.run("return [...document.querySelectorAll(arguments[0])].map((e) => e.textContent)", selector)
-        return " ".join(texts).replace("\u2068", "").replace("\u2069", "")
+        return plain(" ".join(texts))
 
     def wait(self, condition, what, seconds=20):
         return WebDriverWait(self.driver, seconds, 0.02).until(lambda _: condition(), what)
@@ -149,8 +170,8 @@ class Browser:
         element.click()
 
     def button(self, name, inside=""):
-        buttons = [one for one in self.all(f"{inside} button") if one.accessible_name == name and one.is_displayed()]
-        self.click(buttons[0])
+        buttons = [one for one in self.all(f"{inside} button") if plain(one.accessible_name) == name]
+        self.click(next(one for one in buttons if one.is_displayed()))
 
     def type(self, selector, text):
         field = self.find(selector)
@@ -194,6 +215,14 @@ class Browser:
     def save(self, done="Saved."):
         self.find(".save-bar .primary").click()
         self.wait_text(".save-message", done)
+
+    def press(self, *keys):
+        for key in keys:
+            self.driver.switch_to.active_element.send_keys(key)
+
+    def focused(self):
+        """Returns the accessible name of the element with the focus."""
+        return plain(self.driver.switch_to.active_element.accessible_name)
 
     def can_save(self):
         return self.find(".save-bar .primary").get_attribute("aria-disabled") == "false"

@@ -28,7 +28,7 @@ async function open(frame) {
 	const isKept = loaded !== undefined;
 	loaded ??= await frame.load(load);
 	const table = createClientTable(loaded.profileNames, () => frame.body.dispatchEvent(new Event('input')));
-	const conflictArea = h('div.conflicts');
+	const conflictArea = h('div');
 	let conflicts = [];
 
 	function showConflicts() {

@@ -80,6 +80,7 @@ export const general = settingsSection({
 				h('option', { value }, `${display} (${value})`)),
 			unlistedOption: (value) => h('option', { value, text: ['general.interface_gone', { value }] }),
 			limit: 31,
+			defaultValue: 'eth0',
 			failureNumbers: [426],
 			keepIfAbsent: true,
 		},

@@ -229,8 +229,8 @@ async function open(frame) {
 		h('div', {}, h('label', { for: restartSwitch.id, text: 'menu.restart' }), helpFor('menu.restart')),
 		restartSwitch);
 	frame.body.replaceChildren(
-		card(undefined, nameRow, nameError.node, editorHead, conflictArea, editorError.node, editor.area,
-			helpFor('menu.text', `${editor.area.id}-help`), restartRow),
+		card(undefined, nameRow, nameError.node, editorHead, editorError.node, editor.area,
+			helpFor('menu.text', `${editor.area.id}-help`), conflictArea, restartRow),
 		bar.node);
 	[nameInput.value = ''] = appliance.menuStyles;
 	if (nameInput.value) await load();
