@@ -680,7 +680,7 @@ class PageTest(unittest.TestCase):
         documented = {action: self.documented_settings(action) for action in shown}
         for action, (restart, fields) in shown.items():
             documented_restart, documented_fields = documented[action]
-            self.assertEqual(fields.keys() ^ documented_fields.keys(), set(), f"{action}: missing on one side")
+            self.assertEqual(sorted(fields.keys() ^ documented_fields.keys()), [], f"{action}: missing on one side")
             self.assertEqual(restart, documented_restart, action)
             for field, row in fields.items():
                 with self.subTest(field):

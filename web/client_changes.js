@@ -15,8 +15,7 @@ export function createClientChanges() {
 	const changedSettings = (client) => ({ ...settingsOf(client), ...changesByKey.get(client.key) });
 	const conflictsOf = (client) => conflictsByKey.get(client.key) ?? new Set();
 
-	// Stores the settings that the user wants as changes. They are no changes as far as the entry
-	// has them already.
+	// Stores the settings that the user wants as changes, except those that the entry has already.
 	function setChanges(client, wanted) {
 		const stored = settingsOf(client);
 		const changes = Object.entries(wanted).filter(([member, value]) => value !== stored[member]);
