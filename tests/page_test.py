@@ -511,6 +511,15 @@ class PageTest(unittest.TestCase):
         self.assertFalse(self.client("Bedroom TV")["isAccess"])
         self.assertEqual(self.refused_saves(), 2)
 
+    @staticmethod
+    def run_sql(statement):
+        subprocess.run(["psql", "-Xqh", (ROOT / "var/services/pgsql/home").resolve(), "-U", "postgres",
+                        "-d", "video_metadata", "-c", statement], check=True)
+
+    def add_collections(self, titles):
+        rows = ", ".join(f"$q${title}$q$" for title in titles)
+        self.run_sql(f"INSERT INTO collection (uid, title) SELECT {os.getuid()}, unnest(ARRAY[{rows}])")
+
     def collection_ids(self):
         (choice,) = json.loads((ETC / "exposed_collection.json").read_text()).values()
         return set(choice["exposed_collections"])
@@ -520,15 +529,18 @@ class PageTest(unittest.TestCase):
 
         def check(title):
             b.click(b.driver.find_element(By.XPATH, f"//li[contains(., '{title}')]//input"))
+        self.add_collections(["Zebras"])
         listed = {one["title"]: one["id"] for one in self.box.call("loadCollection")["data"]["collections"]}
         first, second, third = [title for title in listed if not title.startswith("vexa")][:3]
-        self.box.call("saveCollection", exposed_collections=json.dumps(["-1", listed[first]]))
+        zebras = listed["Zebras"]
+        self.box.call("saveCollection", exposed_collections=json.dumps(["-1", listed[first], zebras]))
         b.open("collections")
         check("Favourites")
         check(second)
-        self.box.call("saveCollection", exposed_collections=json.dumps(["-1", listed[third]]))
+        self.box.call("saveCollection", exposed_collections=json.dumps(["-1", listed[third], zebras]))
+        self.run_sql("DELETE FROM collection WHERE title = 'Zebras'")
         b.save("made elsewhere")
-        self.assertEqual(self.collection_ids(), {listed[second], listed[third]})
+        self.assertEqual(self.collection_ids(), {listed[second], listed[third], zebras}, "also what is not listed")
         checked = {one.text for one in b.all(".collection:has(:checked)")}
         self.assertEqual(checked, {second, third})
 
@@ -540,7 +552,7 @@ class PageTest(unittest.TestCase):
             b.wait_text("[role=alert]", "the video library does not answer")
         self.assertEqual(self.collection_ids(), before)
         b.save("made elsewhere")
-        self.assertEqual(self.collection_ids(), {listed[first], "-2"})
+        self.assertEqual(self.collection_ids(), {listed[first], "-2", zebras})
         self.assertEqual(self.refused_saves(), 3)
 
     def test_menu_templates_that_two_people_change(self):
@@ -798,10 +810,7 @@ class PageTest(unittest.TestCase):
         clients = [dict.fromkeys(members, text) | {"isAccess": True} for text in HOSTILE]
         (ETC / "client_list.json").write_text(json.dumps({"ClientList": clients}))
         self.signal_daemon("USR2")
-        rows = ", ".join(f"$q${title}$q$" for title in HOSTILE)
-        subprocess.run(
-            ["psql", "-Xqh", (ROOT / "var/services/pgsql/home").resolve(), "-U", "postgres", "-d", "video_metadata",
-             "-c", f"INSERT INTO collection (uid, title) SELECT {os.getuid()}, unnest(ARRAY[{rows}])"], check=True)
+        self.add_collections(HOSTILE)
         texts = TARGET / "app/texts/enu/strings.json"
         texts.write_text(json.dumps({"customize": dict(zip("abcde", HOSTILE))}))
         SETTINGS.write_text("".join(f'{key}_mediaservice="{text[:7]}"\n' for key, text in
