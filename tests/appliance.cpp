@@ -81,7 +81,7 @@ std::optional<Strings> Match(const std::string& pattern, const std::string& text
     return groups;
 }
 
-Strings Answer::Events() const {
+Strings Response::Events() const {
     Strings events;
     for (const std::string& line : log) {
         if (const auto parts = Match(R"-(event 0x11B00(5..) 2 1 "(.*)" "" "" "")-", line)) {
@@ -93,7 +93,7 @@ Strings Answer::Events() const {
     return events;
 }
 
-bool Answer::Logged(const std::string& part) const {
+bool Response::Logged(const std::string& part) const {
     return std::any_of(log.begin(), log.end(), [&](const std::string& line) { return line.find(part) != line.npos; });
 }
 
@@ -118,7 +118,7 @@ Request PostRequest(const std::string& action, const Fields& fields) {
     return request;
 }
 
-Answer RunProgram(const std::string& program, const Request& request) {
+Response RunProgram(const std::string& program, const Request& request) {
     const std::unique_ptr<FILE, int (*)(FILE*)> input(tmpfile(), fclose);
     fwrite(request.body.data(), 1, request.body.size(), input.get());
     rewind(input.get());
@@ -152,22 +152,22 @@ Answer RunProgram(const std::string& program, const Request& request) {
     request.whileRunning(child);
     // Read both outputs to their ends, as a web server does before it ends a request.
     std::future<std::string> errors = std::async(std::launch::async, ReadToEnd, err[0]);
-    Answer answer;
-    answer.output = ReadToEnd(out[0]);
+    Response response;
+    response.output = ReadToEnd(out[0]);
     for (const std::string& line : Lines(errors.get())) {
         const std::string prefix = "mediaserv: ";
-        answer.log.push_back(line.starts_with(prefix) ? line.substr(prefix.size()) : line);
+        response.log.push_back(line.starts_with(prefix) ? line.substr(prefix.size()) : line);
     }
-    answer.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    response.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     int status = 0;
     rusage usage = {};
     wait4(child, &status, 0, &usage);
-    answer.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    answer.peakKilobytes = usage.ru_maxrss;
-    const size_t end = answer.output.find("\r\n\r\n");
-    answer.header = end == std::string::npos ? "" : answer.output.substr(0, end + 4);
-    answer.body = answer.output.substr(answer.header.size());
-    return answer;
+    response.exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    response.peakKilobytes = usage.ru_maxrss;
+    const size_t end = response.output.find("\r\n\r\n");
+    response.header = end == std::string::npos ? "" : response.output.substr(0, end + 4);
+    response.body = response.output.substr(response.header.size());
+    return response;
 }
 
 Json::Value Cases(const std::string& file, const std::string& table) {
@@ -228,15 +228,15 @@ void Appliance::Prepare() {
     WriteAll(ROOT + "/var/run/dms.pid", std::to_string(getpid()) + "\n");
 }
 
-Answer Appliance::Send(const Request& request) {
+Response Appliance::Send(const Request& request) {
     // foreign_test.sh sets the variable to a program for another architecture with the same root.
     const char* foreign = getenv("MEDIASERV_PROGRAM");
-    const Answer answer = RunProgram(foreign != nullptr ? foreign : MEDIASERV_PROGRAM, request);
-    EXPECT_EQ(answer.exitStatus, 0) << testing::PrintToString(answer.log);
-    return answer;
+    const Response response = RunProgram(foreign != nullptr ? foreign : MEDIASERV_PROGRAM, request);
+    EXPECT_EQ(response.exitStatus, 0) << testing::PrintToString(response.log);
+    return response;
 }
 
-Answer Appliance::Post(const std::string& action, const Fields& fields) { return Send(PostRequest(action, fields)); }
+Response Appliance::Post(const std::string& action, const Fields& fields) { return Send(PostRequest(action, fields)); }
 
 Strings Appliance::ScriptCalls() {
     Strings calls = Lines(ReadAll(ROOT + "/calls"));

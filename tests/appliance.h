@@ -32,7 +32,7 @@ struct Request {
     std::function<void(pid_t)> whileRunning = [](auto) {};  // called in this process once the program is running
 };
 
-struct Answer {
+struct Response {
     int exitStatus = -1;  // -1 if a signal killed the program
     std::string output;
     std::string header;  // the part of `output` up to the empty line, included
@@ -55,7 +55,7 @@ constexpr char SAVED[] = "{\"data\":{},\"success\":true}\n";
 std::string Error(int failureNumber);
 
 Request PostRequest(const std::string& action, const Fields& fields = {});
-Answer RunProgram(const std::string& program, const Request& request);
+Response RunProgram(const std::string& program, const Request& request);
 
 // Returns a table of tests/cases/FILE.json, which must not be empty.
 Json::Value Cases(const std::string& file, const std::string& table);
@@ -76,8 +76,8 @@ class Appliance : public testing::Test {
     Appliance() { Prepare(); }
     static void Prepare();
 
-    static Answer Send(const Request& request);
-    static Answer Post(const std::string& action, const Fields& fields = {});
+    static Response Send(const Request& request);
+    static Response Post(const std::string& action, const Fields& fields = {});
 
     // Returns the orders that the control script got since the last call; "start START" if the variable of the
     // package's start was set.

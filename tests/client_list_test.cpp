@@ -26,13 +26,13 @@ class ClientListTest : public Appliance {
     }
 
     static void ExpectAnswer(const Request& request, const std::string& body, const Strings& log = {}) {
-        const Answer answer = Send(request);
-        EXPECT_EQ(answer.body, body) << request.body.substr(0, 200);
-        EXPECT_EQ(answer.log, log) << request.body.substr(0, 200);
+        const Response response = Send(request);
+        EXPECT_EQ(response.body, body) << request.body.substr(0, 200);
+        EXPECT_EQ(response.log, log) << request.body.substr(0, 200);
     }
 
     // Sends the request. The daemon writes its list `seconds` after the signal that asks for it.
-    Answer PostWithDaemon(const char* action, double seconds, const std::string& list) {
+    Response PostWithDaemon(const char* action, double seconds, const std::string& list) {
         Request request = PostRequest(action);
         request.whileRunning = [&](pid_t) {
             const auto start = std::chrono::steady_clock::now();
@@ -91,9 +91,9 @@ TEST_F(ClientListTest, TheTimeOfASaveGrowsLinearly) {
             changes += R"({"macAddr":")" + std::to_string(count - i) + rest;
         }
         WriteAll(STORED, "{\"ClientList\":[" + clients + "{}]}");
-        const Answer answer = Send(Save("[" + changes + "{}]"));
-        EXPECT_EQ(answer.body, SUCCESS);
-        return answer.seconds;
+        const Response response = Send(Save("[" + changes + "{}]"));
+        EXPECT_EQ(response.body, SUCCESS);
+        return response.seconds;
     };
     const double tenThousand = secondsToSave(10000);
     EXPECT_LT(secondsToSave(100000), 50 * tenThousand);
@@ -104,20 +104,21 @@ TEST_F(ClientListTest, ALoadWaitsOneSecondForTheDaemon) {
     const std::tuple<double, std::string, std::string> cases[] = {{0, R"({"ClientList":[]})", empty},
         {2.5, R"({"ClientList":[1]})", empty}, {0, R"({"ClientList":[{"mac)", LOAD_FAILURE}};
     for (const auto& [seconds, list, expected] : cases) {
-        const Answer answer = PostWithDaemon("loadClientList", seconds, list);
-        EXPECT_EQ(answer.body, expected) << list;
-        EXPECT_TRUE(secondsToSignal_ < 1 && answer.seconds >= 1 && answer.seconds < 3 + seconds) << answer.seconds;
+        const Response response = PostWithDaemon("loadClientList", seconds, list);
+        EXPECT_EQ(response.body, expected) << list;
+        EXPECT_TRUE(secondsToSignal_ < 1 && response.seconds >= 1 && response.seconds < 3 + seconds)
+            << response.seconds;
     }
 }
 
 TEST_F(ClientListTest, AClearStopsDeletesStartsAndLoads) {
     WriteAll(STORED, R"({"ClientList": [{"macAddr": "old"}]})");
     WriteProgram(SCRIPT, "echo $1 $VEXAPKG_PKG_STATUS $(ls " + ETC + ") >> " + ROOT + "/calls\n");
-    const Answer answer = PostWithDaemon("clearClientList", 0, R"({"ClientList": [{"macAddr": "new"}]})");
-    EXPECT_EQ(answer.body, "{\"ClientList\":[{\"macAddr\":\"new\"}],\"success\":true}\n");
+    const Response response = PostWithDaemon("clearClientList", 0, R"({"ClientList": [{"macAddr": "new"}]})");
+    EXPECT_EQ(response.body, "{\"ClientList\":[{\"macAddr\":\"new\"}],\"success\":true}\n");
     EXPECT_EQ(ScriptCalls(), (Strings{"stop client_list.json", "start"}));
-    EXPECT_TRUE(secondsToSignal_ >= 3 && secondsToSignal_ < 5 && answer.seconds >= 4 && answer.seconds < 6)
-        << answer.seconds;
+    EXPECT_TRUE(secondsToSignal_ >= 3 && secondsToSignal_ < 5 && response.seconds >= 4 && response.seconds < 6)
+        << response.seconds;
     // There is no list to delete, and the daemon writes none.
     std::filesystem::remove(STORED);
     ExpectAnswer(PostRequest("clearClientList"), LOAD_FAILURE, {OPEN_FAILURE});

@@ -45,9 +45,9 @@ TEST_F(CollectionsTest, NoChoiceMakesTheFileUnreadable) {
     }
     for (const std::string& list : {NestedArrays(997), std::string("[\"1\"] // open"),
              std::string("\"\xFF\xED\xA0\x80\\udc00\""), std::string("[]")}) {
-        const Answer answer = Send(Save("ann", list));
-        EXPECT_EQ(answer.body, SUCCESS);
-        EXPECT_EQ(answer.log, Strings{}) << list;
+        const Response response = Send(Save("ann", list));
+        EXPECT_EQ(response.body, SUCCESS);
+        EXPECT_EQ(response.log, Strings{}) << list;
     }
 }
 
@@ -61,10 +61,10 @@ TEST_F(CollectionsTest, OnlyOneOfNineteenActionsLoadsLibpq) {
     for (std::string action; actions >> action;) {
         Request request = PostRequest(action);
         request.environment.insert({{"LD_LIBRARY_PATH", ROOT + "/lib"}, {"LD_DEBUG", "files"}});
-        const Answer answer = Send(request);
+        const Response response = Send(request);
         const bool needsLibpq = action == "loadCollection";
-        EXPECT_TRUE(needsLibpq ? answer.body == EMPTY_LIST : !answer.body.empty()) << action;
-        EXPECT_EQ(answer.Logged("libpq"), needsLibpq) << action;
+        EXPECT_TRUE(needsLibpq ? response.body == EMPTY_LIST : !response.body.empty()) << action;
+        EXPECT_EQ(response.Logged("libpq"), needsLibpq) << action;
     }
 }
 
@@ -74,11 +74,11 @@ class VideoLibraryTest : public CollectionsTest {
 
     // Passes the commands to a shell as standard input, like a request body. Returns the first line of its output.
     static std::string Run(const std::string& shell, const std::string& commands, const std::string& database = "") {
-        const Answer answer = RunProgram("/usr/bin/" + shell,
+        const Response response = RunProgram("/usr/bin/" + shell,
             {{{"PATH", "/usr/bin:/bin"}, {"PGHOST", server_}, {"PGUSER", "postgres"}, {"PGDATABASE", database}},
                 commands});
-        EXPECT_EQ(answer.exitStatus, 0) << commands << testing::PrintToString(answer.log);
-        return answer.output.substr(0, answer.output.find('\n'));
+        EXPECT_EQ(response.exitStatus, 0) << commands << testing::PrintToString(response.log);
+        return response.output.substr(0, response.output.find('\n'));
     }
 
     static std::string ControlServer(const std::string& order) {
@@ -95,11 +95,11 @@ class VideoLibraryTest : public CollectionsTest {
         std::filesystem::remove_all(CLUSTER);
     }
 
-    static Answer List(const std::string& user = "ann") { return Send(RequestOf(user, "loadCollection")); }
+    static Response List(const std::string& user = "ann") { return Send(RequestOf(user, "loadCollection")); }
 
     // Returns the ids of the listed collections, each exposed one with a star.
-    static std::string Ids(const Answer& answer) {
-        const Json::Value document = answer.Json();
+    static std::string Ids(const Response& response) {
+        const Json::Value document = response.Json();
         std::string ids;
         for (const Json::Value& collection : document["data"]["collections"]) {
             ids += collection["id"].asString() + (collection["exposed"].asBool() ? "* " : " ");
@@ -108,12 +108,12 @@ class VideoLibraryTest : public CollectionsTest {
     }
 
     // Expects a success with the list, and one log line if there is a problem.
-    static void Expect(const Answer& answer, const std::string& ids, const std::string& problem = "") {
-        EXPECT_TRUE(answer.Json()["success"].asBool());
-        EXPECT_EQ(Ids(answer), ids);
-        EXPECT_EQ(answer.log.size(), problem.empty() ? 0U : 1U);
-        EXPECT_EQ(answer.Logged(problem), !problem.empty()) << problem << testing::PrintToString(answer.log);
-        EXPECT_FALSE(answer.Logged("\\x0A"));
+    static void Expect(const Response& response, const std::string& ids, const std::string& problem = "") {
+        EXPECT_TRUE(response.Json()["success"].asBool());
+        EXPECT_EQ(Ids(response), ids);
+        EXPECT_EQ(response.log.size(), problem.empty() ? 0U : 1U);
+        EXPECT_EQ(response.Logged(problem), !problem.empty()) << problem << testing::PrintToString(response.log);
+        EXPECT_FALSE(response.Logged("\\x0A"));
     }
 };
 
@@ -221,20 +221,20 @@ TEST_F(VideoLibraryTest, NoServerDelaysARequestForLong) {
     };
     Sql("ALTER TABLE collection RENAME TO kept;"
         "CREATE VIEW collection AS SELECT 1 AS id, 1026 AS uid, pg_sleep(60)::text AS title;");
-    std::vector<std::future<Answer>> answers;
+    std::vector<std::future<Response>> responses;
     Request request = RequestOf("ann", "loadCollection");
     auto slow = std::async(std::launch::async, Send, request);
     for (const auto& [login, result, then, seconds, problem] : cases) {
         request.environment["PGHOST"] = MisbehavingServer(login, result, then);
-        answers.push_back(std::async(std::launch::async, Send, request));
+        responses.push_back(std::async(std::launch::async, Send, request));
     }
-    const auto expect = [](const Answer& answer, double seconds, const std::string& problem) {
-        Expect(answer, "", problem);
-        EXPECT_TRUE(answer.seconds > seconds - 1 && answer.seconds < seconds + 5) << answer.seconds << problem;
+    const auto expect = [](const Response& response, double seconds, const std::string& problem) {
+        Expect(response, "", problem);
+        EXPECT_TRUE(response.seconds > seconds - 1 && response.seconds < seconds + 5) << response.seconds << problem;
     };
     expect(slow.get(), 10, "no complete response within 10 seconds");
     for (size_t i = 0; i < std::size(cases); ++i) {
-        expect(answers[i].get(), cases[i].seconds, cases[i].problem);
+        expect(responses[i].get(), cases[i].seconds, cases[i].problem);
     }
     // The server ends an abandoned query by itself: a running query would keep the view locked.
     Sql("SET lock_timeout = '5s'; DROP VIEW collection; ALTER TABLE kept RENAME TO collection;");

@@ -75,7 +75,7 @@ class ConditionalRequestsTest : public Appliance {
     }
 
     // Without a condition if it is empty.
-    static Answer Send(const Save& save, const std::string& condition = "", const std::string& user = "ann") {
+    static Response Send(const Save& save, const std::string& condition = "", const std::string& user = "ann") {
         Request request = As(PostRequest(save.action, save.fields), user);
         if (!condition.empty()) {
             request.environment["HTTP_IF_MATCH"] = condition;
@@ -83,11 +83,11 @@ class ConditionalRequestsTest : public Appliance {
         return Appliance::Send(request);
     }
 
-    static std::string Tag(const Answer& answer) {
-        const size_t start = answer.header.find("ETag: ");
+    static std::string Tag(const Response& response) {
+        const size_t start = response.header.find("ETag: ");
         return start == std::string::npos
                    ? ""
-                   : answer.header.substr(start + 6, answer.header.find("\r\n", start) - start - 6);
+                   : response.header.substr(start + 6, response.header.find("\r\n", start) - start - 6);
     }
 
     static std::string Load(const Row& row, const std::string& user = "ann") {
@@ -106,11 +106,11 @@ class ConditionalRequestsTest : public Appliance {
         const std::string before = AllFiles();
         ScriptCalls();
         Signals();
-        const Answer answer = Send(save, condition);
-        EXPECT_EQ(answer.header.substr(0, answer.header.find("\r\n")), "Status: 412 Precondition Failed");
-        EXPECT_EQ(answer.body, Error(0));
-        EXPECT_EQ(Tag(answer), "");
-        EXPECT_EQ(answer.log, Strings{});
+        const Response response = Send(save, condition);
+        EXPECT_EQ(response.header.substr(0, response.header.find("\r\n")), "Status: 412 Precondition Failed");
+        EXPECT_EQ(response.body, Error(0));
+        EXPECT_EQ(Tag(response), "");
+        EXPECT_EQ(response.log, Strings{});
         EXPECT_EQ(AllFiles(), before);
         EXPECT_EQ(ScriptCalls(), Strings{});
         EXPECT_EQ(Signals(), std::vector<int>{});
@@ -121,15 +121,15 @@ TEST_F(ConditionalRequestsTest, ATagChangesWithTheStateThatASaveReplaces) {
     for (const Row& row : Rows()) {
         SCOPED_TRACE(row.load);
         PrepareFiles();
-        const Answer unconditional = Send({row.load, row.loadFields});
+        const Response unconditional = Send({row.load, row.loadFields});
         EXPECT_EQ(Tag(unconditional), "");
-        const Answer loaded = Send({row.load, row.loadFields}, "*");
+        const Response loaded = Send({row.load, row.loadFields}, "*");
         const std::string before = Tag(loaded);
         EXPECT_THAT(before, testing::MatchesRegex("\"[0-9a-f]+\""));
         EXPECT_EQ(loaded.header, "ETag: " + before + "\r\n" + unconditional.header);
         EXPECT_EQ(loaded.body, unconditional.body);
 
-        const Answer saved = Send(row.first, before);
+        const Response saved = Send(row.first, before);
         EXPECT_NE(saved.body.find("\"success\":true"), std::string::npos);
         const std::string after = Tag(saved);
         EXPECT_NE(after, before);
@@ -161,10 +161,10 @@ TEST_F(ConditionalRequestsTest, AConditionIsAListOfTags) {
     }
     for (const char* malformed : {"x", "\"x", "**", "*, \"x\"", "\"x\" \"y\"", "w/\"x\"", "\"a b\"", "W/", "\"x\"*"}) {
         const std::string before = AllFiles();
-        const Answer answer = Send(row.first, malformed);
-        EXPECT_TRUE(answer.header.starts_with("Status: 400 Bad Request\r\n")) << malformed;
-        EXPECT_EQ(answer.body, Error(0));
-        EXPECT_EQ(answer.log, Strings{"request refused: the header field If-Match is malformed"});
+        const Response response = Send(row.first, malformed);
+        EXPECT_TRUE(response.header.starts_with("Status: 400 Bad Request\r\n")) << malformed;
+        EXPECT_EQ(response.body, Error(0));
+        EXPECT_EQ(response.log, Strings{"request refused: the header field If-Match is malformed"});
         EXPECT_EQ(AllFiles(), before);
     }
     Request nobody = PostRequest("load_general_page");
@@ -207,9 +207,9 @@ TEST_F(ConditionalRequestsTest, OtherResponsesHaveNoTag) {
     }
     EXPECT_EQ(Send({"save_general_page", {{"ssdp_advr", "7\n"}}}, "*").body, Error(399));
     for (const char* action : {"getdmslangtext", "loadProfileList", "downloadlog", "clearlog"}) {
-        const Answer answer = Send({action, {}}, "\"x\"");
-        EXPECT_EQ(answer.header.find("Status"), std::string::npos) << action;
-        EXPECT_EQ(Tag(answer), "") << action;
+        const Response response = Send({action, {}}, "\"x\"");
+        EXPECT_EQ(response.header.find("Status"), std::string::npos) << action;
+        EXPECT_EQ(Tag(response), "") << action;
     }
 }
 

@@ -79,10 +79,10 @@ TEST_F(DaemonControlTest, AChildHasDefaultSignals) {
 
 TEST_F(DaemonControlTest, AScriptCannotDelayOrCorruptAResponse) {
     WriteProgram(SCRIPT, "set -e; echo printed; echo printed >&2; sleep 20 & echo $! > " + ROOT + "/left\n");
-    const Answer answer = Post("save_browsing_page", {{"enableradio", "true"}});
-    EXPECT_TRUE(answer.output.starts_with("Content-Type:") && answer.body == SAVED) << answer.output;
-    EXPECT_FALSE(answer.Logged("printed"));
-    EXPECT_LT(answer.seconds, 10);
+    const Response response = Post("save_browsing_page", {{"enableradio", "true"}});
+    EXPECT_TRUE(response.output.starts_with("Content-Type:") && response.body == SAVED) << response.output;
+    EXPECT_FALSE(response.Logged("printed"));
+    EXPECT_LT(response.seconds, 10);
     EXPECT_EQ(kill(std::stoi(ReadAll(ROOT + "/left")), SIGTERM), 0);
 }
 
@@ -108,8 +108,8 @@ TEST_F(DaemonControlTest, OnlyAValidPidFileSendsASignal) {
 }
 
 TEST_F(DaemonControlTest, EventTextsStayOnOneLine) {
-    const Answer answer = Post("save_browsing_page", {{"musicdisplayinfo", "a\"\\\x1B[0m\r\x7F\xC3\xA4"}});
-    EXPECT_EQ(answer.log.front(), "event 0x11B00513 2 1 \"a\\\"\\\\\\x1B[0m\\x0D\\x7F\xC3\xA4\" \"\" \"\" \"\"");
+    const Response response = Post("save_browsing_page", {{"musicdisplayinfo", "a\"\\\x1B[0m\r\x7F\xC3\xA4"}});
+    EXPECT_EQ(response.log.front(), "event 0x11B00513 2 1 \"a\\\"\\\\\\x1B[0m\\x0D\\x7F\xC3\xA4\" \"\" \"\" \"\"");
     EXPECT_EQ(EscapeForLog(std::string(5000, 'x')).size(), 4096U);
 }
 

@@ -155,9 +155,9 @@ TEST_F(FileReplacementTest, AKilledSaveLeavesAWholeFile) {
 TEST_F(FileReplacementTest, AFailedSaveKeepsTheOldFile) {
     for (const SavedFile& file : Files()) {
         WriteAll(file.path, file.before);
-        const Answer answer = Send(OnFullDisk(file.save("new")));
-        EXPECT_EQ(answer.body, file.failure);
-        EXPECT_EQ(answer.log, Strings{file.path + " can't be saved: File too large"});
+        const Response response = Send(OnFullDisk(file.save("new")));
+        EXPECT_EQ(response.body, file.failure);
+        EXPECT_EQ(response.log, Strings{file.path + " can't be saved: File too large"});
         EXPECT_EQ(ReadAll(file.path), file.before);
     }
     EXPECT_EQ(CountOfFiles(), 4);
@@ -169,9 +169,9 @@ TEST_F(FileReplacementTest, AFailedSaveKeepsTheOldFile) {
     for (int i = 0; i < 200; ++i) {
         list += nested + ",";
     }
-    const Answer answer = Send(PostRequest("saveCollection", {{"exposed_collections", "[" + list + "[]]"}}));
-    EXPECT_EQ(answer.body, FAILURE);
-    EXPECT_EQ(answer.log, Strings{COLLECTIONS + " can't be saved: File too large"});
+    const Response response = Send(PostRequest("saveCollection", {{"exposed_collections", "[" + list + "[]]"}}));
+    EXPECT_EQ(response.body, FAILURE);
+    EXPECT_EQ(response.log, Strings{COLLECTIONS + " can't be saved: File too large"});
     EXPECT_EQ(ReadAll(COLLECTIONS), Files()[2].before);
 }
 
@@ -183,10 +183,10 @@ TEST_F(FileReplacementTest, ALockThatIsNeverReleasedEndsInAFailure) {
     ASSERT_EQ(flock(directory.Get(), LOCK_EX), 0);
     EXPECT_TRUE(AtOnce(4, [](int i) {
         const SavedFile file = Files()[static_cast<size_t>(i)];
-        const Answer answer = Send(file.save("new"));
-        return answer.body == file.failure && ReadAll(file.path) == file.before && answer.seconds > 9.9 &&
-               answer.seconds < 15 &&
-               answer.log == Strings{file.path + " can't be saved: its directory has been locked for 10 seconds"};
+        const Response response = Send(file.save("new"));
+        return response.body == file.failure && ReadAll(file.path) == file.before && response.seconds > 9.9 &&
+               response.seconds < 15 &&
+               response.log == Strings{file.path + " can't be saved: its directory has been locked for 10 seconds"};
     }));
 }
 
@@ -230,11 +230,11 @@ TEST_F(FileReplacementTest, ModesDecideWhatIsSaved) {
             chmod(file.path.c_str(), modes.file);
             chmod(ETC.c_str(), modes.directory);
             const struct stat before = Status(file.path);
-            const Answer answer = Send(SubjectToModes(file.save("new")));
-            EXPECT_EQ(answer.body == file.failure, !modes.saved) << testing::PrintToString(answer.log);
+            const Response response = Send(SubjectToModes(file.save("new")));
+            EXPECT_EQ(response.body == file.failure, !modes.saved) << testing::PrintToString(response.log);
             EXPECT_EQ(ReadAll(file.path).find("new") != std::string::npos, modes.saved);
             EXPECT_EQ(Status(file.path).st_ino == before.st_ino, modes.inPlace || !modes.saved);
-            EXPECT_FALSE(answer.Logged("can't be saved"));
+            EXPECT_FALSE(response.Logged("can't be saved"));
             chmod(ETC.c_str(), 0755);
             fs::remove(file.path);
         }

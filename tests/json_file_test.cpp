@@ -17,9 +17,9 @@ class JsonFileTest : public Appliance {
   protected:
     static void Expect(const std::string& content, const std::string& body, const Strings& log = {}) {
         WriteAll(ROOT + "/var/packages/Dalmira/target/etc/agent.conf", content);
-        const Answer answer = Post("loadProfileList");
-        EXPECT_EQ(answer.body, body) << content.substr(0, 200);
-        EXPECT_EQ(answer.log, log) << content.substr(0, 200);
+        const Response response = Post("loadProfileList");
+        EXPECT_EQ(response.body, body) << content.substr(0, 200);
+        EXPECT_EQ(response.log, log) << content.substr(0, 200);
     }
 
     static void ExpectDocument(const std::string& content, Json::Value document) {
@@ -66,9 +66,9 @@ TEST_F(JsonFileTest, TextsBeyondTheLimitsAreRejected) {
     // A save never writes a file that the reader would reject.
     const std::string choices = ETC + "/exposed_collection.json";
     WriteAll(choices, most);
-    const Answer answer = Post("saveCollection", {{"exposed_collections", "[]"}});
-    EXPECT_EQ(answer.body, FAILURE);
-    EXPECT_EQ(answer.log, Strings{choices + " can't be saved: it has too many values or comments to be read again"});
+    const Response response = Post("saveCollection", {{"exposed_collections", "[]"}});
+    EXPECT_EQ(response.body, FAILURE);
+    EXPECT_EQ(response.log, Strings{choices + " can't be saved: it has too many values or comments to be read again"});
     EXPECT_EQ(ReadAll(choices).size(), most.size());
 }
 

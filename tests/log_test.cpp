@@ -51,10 +51,10 @@ TEST_F(LogTest, ClearingDeletesOnlyTheLogsAndRespondsBeforeTheRestart) {
     WriteProgram(SCRIPT, "cp " + out + " " + out + "_at_script; test ! -e " + ROOT + "/script_fails\n");
     const auto clear = [&](const std::string& body) {
         fs::remove(out + "_at_script");
-        const Answer answer = Send(WithOutputTo(out, PostRequest("clearlog")));
+        const Response response = Send(WithOutputTo(out, PostRequest("clearlog")));
         EXPECT_TRUE(ReadAll(out).ends_with("\r\n\r\n" + body)) << ReadAll(out);
         EXPECT_EQ(ReadAll(out + "_at_script"), ReadAll(out));
-        return answer.log.back();
+        return response.log.back();
     };
     for (const char* file : {"/dms.log", "/dms.log.1.gz", "/other.log", "/lighttpd/access.log"}) {
         WriteAll(LOGS + file, "");
@@ -78,14 +78,14 @@ TEST_F(LogTest, TheDownloadContainsLogsDiagnosticsAndSettings) {
     Shell(
         "for name in dms lighttpd; do cp /bin/sleep $name; ./$name 60 & echo -n $! > $name.pid;"
         "until grep -q $name /proc/$!/comm; do :; done; done");
-    const Answer answer = Post("downloadlog");
+    const Response response = Post("downloadlog");
     Shell("kill $(cat dms.pid) $(cat lighttpd.pid)");
-    EXPECT_EQ(answer.header,
+    EXPECT_EQ(response.header,
         "Content-Disposition: attachment; filename=dms.dmslog\nAccept-Ranges: none\n"
         "Content-Type: application/force-download; name=\"dms.tgz\"\r\nCache-Control: no-store\r\n"
         "X-Content-Type-Options: nosniff\r\n\r\n");
     EXPECT_FALSE(fs::exists(DIAGNOSTICS));
-    WriteAll(ROOT + "/archive", answer.body);
+    WriteAll(ROOT + "/archive", response.body);
     Shell("mkdir unpacked && cd unpacked && tar xzf ../archive && mv ." + ETC +
           " package; find . -type f |"
           "LC_ALL=C sort | while read -r file; do echo \"$file: $(cat \"$file\")\"; done > ../listing");
@@ -115,9 +115,9 @@ TEST_F(LogTest, AnArchiveThatCannotStartLeavesNoDiagnostics) {
         const rlimit tooLowForAPipe = {4, 4};
         setrlimit(RLIMIT_NOFILE, &tooLowForAPipe);
     };
-    const Answer answer = Send(request);
-    EXPECT_EQ(answer.body, Error(954));
-    EXPECT_EQ(answer.log.back(), "mediaserv:953 Failed to open pipe /bin/tar czhO dms.log* lighttpd " + ETC);
+    const Response response = Send(request);
+    EXPECT_EQ(response.body, Error(954));
+    EXPECT_EQ(response.log.back(), "mediaserv:953 Failed to open pipe /bin/tar czhO dms.log* lighttpd " + ETC);
     EXPECT_FALSE(fs::exists(DIAGNOSTICS));
 }
 #endif
@@ -130,9 +130,9 @@ TEST_F(LogTest, ADownloadStreamsUntilTheClientDisconnects) {
     request.beforeExec = [] {
         dup2(fileno(popen(("head -c 39000000 > " + ROOT + "/received").c_str(), "we")), STDOUT_FILENO);
     };
-    const Answer answer = Send(request);
-    EXPECT_LT(answer.seconds, 10);
-    EXPECT_LT(answer.peakKilobytes, Post("loadlogconf").peakKilobytes + (8 << 10));
+    const Response response = Send(request);
+    EXPECT_LT(response.seconds, 10);
+    EXPECT_LT(response.peakKilobytes, Post("loadlogconf").peakKilobytes + (8 << 10));
     EXPECT_EQ(fs::file_size(ROOT + "/received"), 39000000U);
     EXPECT_FALSE(fs::exists(DIAGNOSTICS));
 }

@@ -19,7 +19,7 @@ class NetworkInterfacesTest : public Appliance {
 
     // Runs `program` in a new network namespace with the interfaces that the shell commands create: bridges, because
     // their type is Ethernet.
-    static Answer Load(const std::string& commands, const std::string& program = MEDIASERV_PROGRAM) {
+    static Response Load(const std::string& commands, const std::string& program = MEDIASERV_PROGRAM) {
         WriteProgram(ROOT + "/in_network",
             "exec unshare -rnm sh -ec 'mount -t sysfs sysfs /sys\n"
             "add() { ip link add $1 up type bridge; [ -z $2 ] || ip addr add $2/24 dev $1; }\n"
@@ -29,8 +29,8 @@ class NetworkInterfacesTest : public Appliance {
     }
 
     // Returns the interfaces of a response, each as a line "VALUE DISPLAY".
-    static std::string List(const Answer& answer) {
-        const Json::Value data = answer.Json()["data"];
+    static std::string List(const Response& response) {
+        const Json::Value data = response.Json()["data"];
         std::string list;
         for (const Json::Value& entry : data["network"]) {
             list += entry["value"].asString() + " " + entry["display"].asString() + "\n";
@@ -47,9 +47,9 @@ TEST_F(NetworkInterfacesTest, DisplayTextsFollowPositionAndName) {
     for (const auto& [ports, list] : cases) {
         WriteAll(ROOT + "/etc/vexainfo.conf", ports.empty() ? "" : "maxlanport=\"" + ports + "\"");
         WriteAll(ROOT + "/names", list);
-        const Answer answer = Load("while read name rest; do add $name; done < " + ROOT + "/names");
-        EXPECT_EQ(List(answer), list);
-        EXPECT_EQ(answer.log.size(), 0U);
+        const Response response = Load("while read name rest; do add $name; done < " + ROOT + "/names");
+        EXPECT_EQ(List(response), list);
+        EXPECT_EQ(response.log.size(), 0U);
     }
     // The attribute files that the kernel would show for such interfaces.
     const auto withAttribute = [](const std::string& attribute) {
@@ -74,8 +74,8 @@ TEST_F(NetworkInterfacesTest, TheServedAddressChoosesTheInterface) {
             WriteAll(ROOT + "/var/run/dms.ip", address);
             WriteAll(SETTINGS, "network_mediaservice=\"" + stored + "\"\n");
         }
-        const Answer answer = Load("add eth0 10.0.0.1; add eth1; add eth2 10.0.0.12; add eth3 10.0.0.1");
-        EXPECT_EQ(answer.Json()["data"]["dmsInterface"], selected) << address;
+        const Response response = Load("add eth0 10.0.0.1; add eth1; add eth2 10.0.0.12; add eth3 10.0.0.1");
+        EXPECT_EQ(response.Json()["data"]["dmsInterface"], selected) << address;
     }
     WriteProgram(ROOT + "/make_fifo", "cd " + ROOT + "/var/run; rm dms.ip; mkfifo dms.ip");
     RunProgram(ROOT + "/make_fifo", {});
@@ -88,11 +88,11 @@ TEST_F(NetworkInterfacesTest, OnlyFreeInterfacesThatAreUpAreListed) {
         "ip link set lo up; add eth5; add eth4; ip link set eth4 down; slave eth2 eth5; add eth1";
     EXPECT_EQ(List(Load(twoFree)), "eth5 LAN\neth1 LAN 2\n");
     EXPECT_TRUE(List(Load("for i in $(seq 33); do add eth$i; done")).ends_with("\neth32 LAN 33\n"));
-    const auto expectNone = [](const Answer& answer, const std::string& count, const std::string& problem) {
-        EXPECT_EQ(answer.body, R"({"data":{"language":"enu","network":null,"network_total":)" + count +
-                                   R"(,"ssdp_advr":920,"templatetype":"simple"},"success":true})"
-                                   "\n");
-        EXPECT_EQ(answer.log, Strings{problem});
+    const auto expectNone = [](const Response& response, const std::string& count, const std::string& problem) {
+        EXPECT_EQ(response.body, R"({"data":{"language":"enu","network":null,"network_total":)" + count +
+                                     R"(,"ssdp_advr":920,"templatetype":"simple"},"success":true})"
+                                     "\n");
+        EXPECT_EQ(response.log, Strings{problem});
     };
     expectNone(Load("true"), "0", "mediaserv:1217 Failed to VLIBNetGetPsIf()=[0], vexaerr=0x0000");
     for (const std::string ports : {"0", "-1", "many", ""}) {

@@ -1,4 +1,4 @@
-"""What the tests of the administration page use: the appliance in a box, and a browser in front of it."""
+"""What the tests of the administration page share: the demo appliance, and a browser in front of it."""
 import base64
 import json
 import os
@@ -9,6 +9,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import unittest
 import urllib.error
 import urllib.parse
 import urllib.request
@@ -18,7 +19,9 @@ from pathlib import Path
 from selenium import webdriver
 from selenium.common.exceptions import TimeoutException
 from selenium.webdriver.chrome.service import Service
+from selenium.webdriver.common.action_chains import ActionChains
 from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import Select, WebDriverWait
 
 SOURCE = Path(__file__).resolve().parent.parent
@@ -232,3 +235,110 @@ class Browser:
         return self.run("""
             const loads = performance.getEntriesByType('resource');
             return loads.filter(({ name }) => name.endsWith('/mediaserv')).length;""")
+
+
+@contextmanager
+def moved_away(path, stand_in=None):
+    """A file is missing for a while, or replaced by what `stand_in(path)` creates."""
+    aside = path.with_name(path.name + ".aside")
+    path.rename(aside)
+    try:
+        if stand_in:
+            stand_in(path)
+        yield
+    finally:
+        if path.is_dir():
+            path.rmdir()
+        aside.replace(path)
+
+
+def script(lines):
+    def write(path):
+        path.write_text(f"#!/bin/sh\n{lines}\n")
+        path.chmod(0o755)
+    return write
+
+
+def answering(header):
+    return script(f"echo '{header}'; echo; echo '<p>{{}}'")
+
+
+class PageTestCase(unittest.TestCase):
+    """One appliance and one browser for all tests of a class. Every test starts with the same files."""
+    @classmethod
+    def setUpClass(cls):
+        cls.box = Box()
+        cls.addClassCleanup(cls.box.end)
+        cls.browser = Browser(cls.box)
+        cls.addClassCleanup(cls.browser.end)
+        cls.fresh = {path: path.read_bytes() for path in ETC.iterdir()}
+
+    def setUp(self):
+        for path in ETC.iterdir():
+            if path not in self.fresh:
+                path.unlink()
+        for path, content in self.fresh.items():
+            path.write_bytes(content)
+        self.signal_daemon("USR2")
+        self.signal_daemon("HUP")
+
+    def tearDown(self):
+        self.assertEqual(self.browser.console(), [], "messages in the browser's console, such as violations of the CSP")
+
+    def client_list(self):
+        return json.loads((ETC / "client_list.json").read_text())["ClientList"]
+
+    @staticmethod
+    def client_row(browser, name):
+        return browser.driver.find_element(By.XPATH, f"//tbody/tr[contains(., '{name}')]")
+
+    def change_client(self, browser, name, profile=None, access=False):
+        row = self.client_row(browser, name)
+        if profile:
+            Select(row.find_element(By.TAG_NAME, "select")).select_by_value(profile)
+        if access:
+            browser.click(row.find_element(By.TAG_NAME, "input"))
+
+    @staticmethod
+    def run_sql(statement):
+        subprocess.run(["psql", "-Xqh", (ROOT / "var/services/pgsql/home").resolve(), "-U", "postgres",
+                        "-d", "video_metadata", "-c", statement], check=True)
+
+    def add_collections(self, titles):
+        rows = ", ".join(f"$q${title}$q$" for title in titles)
+        self.run_sql(f"INSERT INTO collection (uid, title) SELECT {os.getuid()}, unnest(ARRAY[{rows}])")
+
+    def signal_daemon(self, name):
+        subprocess.run(["kill", f"-{name}", (ROOT / "var/run/dms.pid").read_text().strip()], check=True)
+
+    def check_width(self):
+        overflow = "const all = document.documentElement; return all.scrollWidth - all.clientWidth"
+        self.assertEqual(self.browser.run(overflow), 0)
+
+    def check_controls(self):
+        """Each control has a name, and the tab key alone reaches it with a visible focus."""
+        b = self.browser
+        tree = b.devtools("Accessibility.getFullAXTree")["nodes"]
+        roles = {"button", "checkbox", "switch", "combobox", "textbox", "searchbox", "link", "spinbutton"}
+        controls = [node for node in tree if not node["ignored"] and node["role"]["value"] in roles]
+        self.assertEqual([node for node in controls if not node.get("name", {}).get("value")], [])
+        b.run("document.activeElement.blur(); document.body.tabIndex = -1; document.body.focus();")
+        reached = set()
+        for _ in range(150):
+            ActionChains(b.driver).send_keys(Keys.ESCAPE, Keys.TAB).perform()
+            state = b.run("""
+                const one = document.activeElement, box = one.getBoundingClientRect();
+                const hit = document.elementFromPoint(box.x + box.width / 2, box.y + box.height / 2);
+                one.reached = true;
+                const isVisible = hit === one || one.contains(hit) || one.closest('.table-area, textarea');
+                const hasOutline = getComputedStyle(one).outlineStyle !== 'none';
+                return [one === document.body, hasOutline && isVisible, one.outerHTML.slice(0, 120)];""")
+            if state[0]:
+                break
+            self.assertTrue(state[1], f"hidden or without a visible focus: {state[2]}")
+            reached.add(state[2])
+        left = b.run("""
+            return [...document.querySelectorAll('a, button, input, select, textarea, summary')]
+                .filter((one) => !one.reached && !one.disabled && one.checkVisibility())
+                .map((one) => one.outerHTML);""")
+        self.assertEqual(left, [])

@@ -64,10 +64,10 @@ TEST_F(RequestTest, TheNumberOfFieldsIsLimited) {
         return Send(ProbeRequest(MULTIPART, body + "--XX--")).body;
     };
     // The two fields of the query string are counted, too. Without a content the action fails.
-    for (const auto& answer : {std::function(urlencoded), std::function(multipart)}) {
-        EXPECT_EQ(answer(9998), FAILURE);
+    for (const auto& response : {std::function(urlencoded), std::function(multipart)}) {
+        EXPECT_EQ(response(9998), FAILURE);
         for (const int fields : {9999, 10001, 300000}) {
-            EXPECT_EQ(answer(fields), Error(0));
+            EXPECT_EQ(response(fields), Error(0));
         }
     }
 }

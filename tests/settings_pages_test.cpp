@@ -60,10 +60,10 @@ class SettingsPagesTest : public Appliance {
     // `done` is what happened besides: events, calls of scripts, the daemon's signal.
     static void ExpectSaved(const Json::Value& page, const Fields& fields, const std::string& file, Strings done,
         const std::string& body = SAVED) {
-        const Answer answer = Send(Save(page, fields));
-        EXPECT_EQ(answer.body, body);
+        const Response response = Send(Save(page, fields));
+        EXPECT_EQ(response.body, body);
         EXPECT_EQ(ReadAll(SETTINGS), file);
-        Strings happened = answer.Events();
+        Strings happened = response.Events();
         std::ranges::move(ScriptCalls(), std::back_inserter(happened));
         for (const int number : Signals()) {
             happened.push_back(number == SIGHUP ? "reload" : "signal " + std::to_string(number));
@@ -94,7 +94,7 @@ TEST_F(SettingsPagesTest, EachSettingIsSavedToAndFro) {
             const Fields fields = {
                 {setting["field"].asString(), back == 0 ? Sent(setting) : stored}, {enabledBy, "true"}};
             const Request onFullDisk = OnFullDisk(Save(setting["page"], fields));
-            const Answer failed = Send(onFullDisk);
+            const Response failed = Send(onFullDisk);
             EXPECT_EQ(failed.body, Error(setting["failureNumbers"][back].asInt()));
             EXPECT_EQ(failed.log, Strings{SETTINGS + " can't be saved: File too large"});
             values[setting["field"].asString()] = stored;
@@ -174,11 +174,11 @@ TEST_F(SettingsPagesTest, SimultaneousSavesEndAsOneOfThem) {
     };
     for (int round = 0; round < 20; ++round) {
         WriteAll(SETTINGS, File("browsing"));
-        std::vector<std::future<Answer>> saves;
+        std::vector<std::future<Response>> saves;
         for (const char* text : {"a", "b", "c"}) {
             saves.push_back(std::async(std::launch::async, [&all, text] { return Send(all(text)); }));
         }
-        for (std::future<Answer>& save : saves) {
+        for (std::future<Response>& save : saves) {
             EXPECT_EQ(save.get().body, SAVED);
         }
         const Json::Value left = Load("browsing");
@@ -191,9 +191,9 @@ TEST_F(SettingsPagesTest, AnUnchangedPageIsSavedWithoutTheLock) {
     WriteAll(SETTINGS, File("browsing"));
     const int directory = open(ETC.c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(flock(directory, LOCK_EX), 0);
-    const Answer answer = Send(Save("browsing", {}));
-    EXPECT_EQ(answer.body, SAVED);
-    EXPECT_EQ(answer.log, Strings{});
+    const Response response = Send(Save("browsing", {}));
+    EXPECT_EQ(response.body, SAVED);
+    EXPECT_EQ(response.log, Strings{});
     close(directory);
 }
 

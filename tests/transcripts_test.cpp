@@ -69,12 +69,12 @@ class TranscriptTest : public Appliance, public testing::WithParamInterface<std:
         for (const auto& [name, value] : ToFields(exchange["environment"])) {
             request.environment[name] = value;
         }
-        const Answer answer = Send(exchange["full disk"].asBool() ? OnFullDisk(request) : request);
-        const Json::Value& expected = exchange["answer"];
-        EXPECT_EQ(expected.isString() ? answer.output : answer.body,
+        const Response response = Send(exchange["full disk"].asBool() ? OnFullDisk(request) : request);
+        const Json::Value& expected = exchange["response"];
+        EXPECT_EQ(expected.isString() ? response.output : response.body,
             expected.isString() ? expected.asString() : Json::FastWriter().write(expected));
-        EXPECT_EQ(answer.Events(), ToStrings(exchange["events"]));
-        Strings log = answer.log;
+        EXPECT_EQ(response.Events(), ToStrings(exchange["events"]));
+        Strings log = response.log;
         std::erase_if(log, [](const std::string& line) { return line.starts_with("event "); });
         EXPECT_EQ(log, ToStrings(exchange["log"]));
         EXPECT_EQ(ScriptCalls(), ToStrings(exchange["calls"]));
