@@ -8,7 +8,9 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
+#include <string_view>
 
 namespace dms {
 namespace {
@@ -72,19 +74,30 @@ bool IsIpAddress(const std::string& text) {
            inet_pton(AF_INET6, text.c_str(), &address) == 1;
 }
 
-// Cuts the text at a UTF-8 boundary, and replaces each control character (C0, DEL and C1) by a space.
-std::string ClientName(const std::string& text) {
-    const auto byteAt = [&](size_t i) { return static_cast<unsigned char>(i < text.size() ? text[i] : 0); };
-    size_t end = std::min(text.size(), MAX_CLIENT_NAME);
-    while (end > 0 && (byteAt(end) & 0xC0U) == 0x80) {
-        --end;
-    }
+// Reads the first character of a text. Returns its number of bytes, or 0 if they are not valid UTF-8.
+size_t ReadCharacter(std::string_view text, int& character) {
+    constexpr int MIN_OF_LENGTH[] = {0, 0, 0x80, 0x800, 0x10000};
+    constexpr size_t MAX_LENGTH = std::size(MIN_OF_LENGTH) - 1;
+    int length = static_cast<int>(std::min(text.size(), MAX_LENGTH));
+    character = xmlGetUTF8Char(reinterpret_cast<const unsigned char*>(text.data()), &length);
+    const bool isSurrogate = character >= 0xD800 && character <= 0xDFFF;
+    return character < MIN_OF_LENGTH[length] || isSurrogate ? 0 : static_cast<size_t>(length);
+}
+
+// Cuts the text after MAX_CLIENT_NAME bytes at most. Replaces each control character (C0, DEL and C1) by a
+// space, and each byte that is not part of valid UTF-8, which libxml2 passes on, by U+FFFD.
+std::string ClientName(std::string_view text) {
     std::string name;
-    for (size_t i = 0; i < end; ++i) {
-        const bool isC1 = byteAt(i) == 0xC2 && (byteAt(i + 1) & 0xE0U) == 0x80;
-        const bool isControl = byteAt(i) < 0x20 || byteAt(i) == 0x7F || isC1;
-        name += isControl ? ' ' : text[i];
-        i += isC1 ? 1 : 0;
+    while (!text.empty()) {
+        int character = 0;
+        const size_t length = ReadCharacter(text, character);
+        const bool isControl = character < 0x20 || (character >= 0x7F && character < 0xA0);
+        const std::string_view shown = length == 0 ? "\uFFFD" : isControl ? " " : text.substr(0, length);
+        if (name.size() + shown.size() > MAX_CLIENT_NAME) {
+            break;
+        }
+        name += shown;
+        text.remove_prefix(std::max<size_t>(length, 1));
     }
     return name;
 }

@@ -324,12 +324,12 @@ class AccessTest(unittest.TestCase):
 
     def hold(self, *command):
         """Starts a process that keeps a new network namespace alive, and waits for the namespace."""
-        own = os.readlink("/proc/self/ns/net") if not self.holders else os.readlink(f"/proc/{self.server}/ns/net")
         self.holders.append(subprocess.Popen(command))
         self.addCleanup(self.holders[-1].wait)
         self.addCleanup(self.holders[-1].kill)
-        namespace = f"/proc/{self.holders[-1].pid}/ns/net"
-        self.assertTrue(eventually(lambda: os.readlink(namespace) not in (own, os.readlink("/proc/self/ns/net"))))
+        # The last program of the command runs as soon as the namespace is complete.
+        program = Path(f"/proc/{self.holders[-1].pid}/cmdline")
+        self.assertTrue(eventually(lambda: program.read_bytes().startswith(b"sleep")))
         return self.holders[-1].pid
 
     def tearDown(self):

@@ -167,6 +167,7 @@ class PageTest(PageTestCase):
                 self.assertIn("Not running", b.text(".server-status"))
             with moved_away(folder / "status.json", lambda path: path.write_text("")):
                 b.open("logs")
+                b.wait(lambda: b.all(".server-status"), "the module of the state")
                 self.assertFalse(b.find(".server-status").is_displayed())
 
     def test_xml_is_checked_as_another_parser_does(self):

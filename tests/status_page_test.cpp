@@ -64,6 +64,7 @@ TEST(StatusPageTest, ReadsClients) {
         {ClientRow("Samsung Series [Q]"), {{"Samsung Series [Q]", "192.0.2.1", MAC}}},
         {ClientRow("A &amp; <b>B</b>&eacute;", "2001:db8::1", lower), {{"A & B" + e, "2001:db8::1", lower}}},
         {ClientRow("a\tb&#10;c\x7F&#x85;d"), {{"a b c  d", "192.0.2.1", MAC}}},
+        {ClientRow(e + "\xF5\xA9x"), {{e + "\xEF\xBF\xBD\xEF\xBF\xBDx", "192.0.2.1", MAC}}},
         {ClientRow(Repeated(e, 300)), {{Repeated(e, 128), "192.0.2.1", MAC}}},
         {ClientRow("x" + Repeated(e, 300)), {{"x" + Repeated(e, 126), "192.0.2.1", MAC}}},
         {ClientRow("a", "192.0.2") + ClientRow("b", "; drop") + ClientRow("c", ""),
