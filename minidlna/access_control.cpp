@@ -1,6 +1,14 @@
 #include "minidlna/access_control.h"
 
+#include <fcntl.h>
 #include <nftables/libnftables.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/files/file_io.h"
 
 namespace dms {
 namespace {
@@ -8,9 +16,13 @@ namespace {
 // Contains the port, so that two media servers on one machine do not share a table.
 std::string TableName(int port) { return "inet dms_" + std::to_string(port); }
 
-// Adds the table first, since the deletion of a missing table fails.
-std::string DeleteCommands(int port) {
-    return "add table " + TableName(port) + "\ndelete table " + TableName(port) + "\n";
+// Adds each table first, since the deletion of a missing table fails.
+std::string DeleteCommands(const std::set<int>& ports) {
+    std::string commands;
+    for (const int port : ports) {
+        commands += "add table " + TableName(port) + "\ndelete table " + TableName(port) + "\n";
+    }
+    return commands;
 }
 
 std::string TableDefinition(int port, const std::vector<std::string>& macAddresses) {
@@ -31,50 +43,98 @@ std::string TableDefinition(int port, const std::vector<std::string>& macAddress
            "}\n}\n";
 }
 
-}  // namespace
-
-// Runs the commands as one transaction: the packet filter applies all of them or none.
-bool AccessControl::Run(const std::string& commands, bool ignoreFailure) {
+// Runs the commands as one transaction: the packet filter applies all of them or none. Returns an error
+// message, which is empty on success.
+std::string RunCommands(const std::string& commands) {
     nft_ctx* context = nft_ctx_new(NFT_CTX_DEFAULT);
     if (context == nullptr) {
-        return false;
+        return strerror(errno);
     }
     nft_ctx_buffer_error(context);
-    const bool done = nft_run_cmd_from_buffer(context, commands.c_str()) == 0;
-    if (!done && !failed_ && !ignoreFailure) {
-        const std::string message = nft_ctx_get_error_buffer(context);
-        log_.Write(Level::Warning, "clients without access can connect because the packet filter reports \"" +
-                                       message.substr(0, message.find('\n')) +
-                                       "\": run dms as root or with CAP_NET_ADMIN");
+    if (nft_run_cmd_from_buffer(context, commands.c_str()) == 0) {
+        return "";
     }
-    failed_ = !done && !ignoreFailure;
-    nft_ctx_free(context);
-    return done;
+    const std::string message = nft_ctx_get_error_buffer(context);
+    return message.empty() ? "failure without a message" : message.substr(0, message.find('\n'));
 }
+
+// Runs the commands in a child process because libnftables calls exit(3) if it gets no socket or no memory.
+// Returns an error message, which is empty on success.
+std::string RunInChild(const std::string& commands) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return strerror(errno);
+    }
+    const Descriptor result(ends[0]);
+    pid_t child = -1;
+    {
+        const Descriptor output(ends[1]);
+        child = fork();
+        if (child == 0) {
+            // An exception must not unwind the stack of the parent.
+            [&]() noexcept {
+                const std::string message = RunCommands(commands);
+                _exit(WriteAll(output.Get(), message) && message.empty() ? 0 : 1);
+            }();
+        }
+    }
+    if (child < 0) {
+        return strerror(errno);
+    }
+    std::string message;
+    int status = 0;
+    ReadToEnd(result.Get(), message);
+    const pid_t ended = Uninterrupted([&] { return waitpid(child, &status, 0); });
+    if (ended == child && WIFEXITED(status) && WEXITSTATUS(status) == 0) {
+        return "";
+    }
+    return message.empty() ? "the child process for libnftables failed" : message;
+}
+
+}  // namespace
 
 void AccessControl::Deny(int port, const std::vector<std::string>& macAddresses) {
     if (port == port_ && macAddresses == macAddresses_) {
         return;
     }
-    if (port != port_) {
-        Remove();
-    }
+    ports_.insert(port);
+    const bool changesAccess = !macAddresses.empty() || !macAddresses_.empty();
     // Even without a client to deny, the table is deleted: dms may have left it behind when it was killed.
-    const bool none = macAddresses.empty();
-    const std::string commands = DeleteCommands(port) + (none ? "" : TableDefinition(port, macAddresses));
-    if (Run(commands, none) && !none) {
+    const std::string error = RunInChild(DeleteCommands(ports_) +
+                                         (macAddresses.empty() ? "" : TableDefinition(port, macAddresses)));
+    if (!error.empty()) {
+        if (changesAccess && !warned_) {
+            log_.Write(Level::Warning,
+                       "cannot change the access of clients because the packet filter reports \"" + error +
+                           "\": run dms as root or with CAP_NET_ADMIN");
+            warned_ = true;
+        }
+        return;
+    }
+    if (changesAccess) {
         log_.Write(Level::Info, "clients without access: " + std::to_string(macAddresses.size()));
     }
     port_ = port;
     macAddresses_ = macAddresses;
+    ports_ = {port};
+    warned_ = false;
 }
 
 void AccessControl::Remove() {
-    if (port_ != 0 && !macAddresses_.empty() && !failed_) {
-        Run(DeleteCommands(port_), true);
+    if (ports_.empty()) {
+        return;
     }
-    port_ = 0;
-    macAddresses_.clear();
+    const std::string commands = DeleteCommands(ports_);
+    std::string error = RunInChild(commands);
+    if (!error.empty()) {
+        error = RunInChild(commands);
+    }
+    if (!error.empty() && !macAddresses_.empty()) {
+        log_.Write(Level::Error,
+                   "clients without access cannot connect to another program that uses the port "
+                   "because the packet filter reports \"" +
+                       error + "\": delete the table " + TableName(port_) + " with nft");
+    }
 }
 
 }  // namespace dms

@@ -2,6 +2,7 @@
 // minidlnad's port.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -14,20 +15,19 @@ class AccessControl {
     explicit AccessControl(DmsLog& log) : log_(log) {}
 
     // From now on exactly the clients with these MAC addresses cannot connect to the port. Their open
-    // connections are reset. On failure, for example without CAP_NET_ADMIN, all clients can connect and
-    // a warning is logged.
+    // connections are reset. On failure, for example without CAP_NET_ADMIN, the previous rules stay, one
+    // warning is logged, and the next call tries again.
     void Deny(int port, const std::vector<std::string>& macAddresses);
 
-    // Deletes the table.
+    // Deletes the rules. Call it once, at the end.
     void Remove();
 
   private:
-    bool Run(const std::string& commands, bool ignoreFailure);
-
     DmsLog& log_;
-    int port_ = 0;  // of the current table, 0 if there is none
-    std::vector<std::string> macAddresses_;
-    bool failed_ = false;
+    int port_ = 0;                           // of the current rules
+    std::vector<std::string> macAddresses_;  // of the current rules
+    std::set<int> ports_;                    // that may have a table
+    bool warned_ = false;
 };
 
 }  // namespace dms

@@ -12,6 +12,7 @@
 #include <cstring>
 
 #include "minidlna/configuration.h"
+#include "platform/files/file_io.h"
 #include "platform/system/processes.h"
 
 namespace dms {
@@ -23,30 +24,45 @@ constexpr char PID_FILE_NAME[] = "/minidlnad.pid";
 // File names and titles are in UTF-8.
 constexpr char CHILD_LOCALE[] = "LC_ALL=C.UTF-8";
 
-// Looks up a user name or a numeric user ID. Returns null if there is no such user.
-const passwd* FindUser(const std::string& name) {
-    const passwd* user = getpwnam(name.c_str());
+// Looks up a user name or a numeric user ID. `user` is null if there is no such user. Returns false with
+// errno set if the look-up fails.
+bool FindUser(const std::string& name, const passwd*& user) {
+    errno = 0;
+    user = getpwnam(name.c_str());
     char* end = nullptr;
     const unsigned long number = strtoul(name.c_str(), &end, 10);
-    return user == nullptr && end != name.c_str() && *end == '\0' ? getpwuid(static_cast<uid_t>(number))
-                                                                  : user;
+    if (user == nullptr && errno == 0 && end != name.c_str() && *end == '\0') {
+        user = getpwuid(static_cast<uid_t>(number));
+    }
+    return user != nullptr || errno == 0 || errno == ENOENT || errno == ESRCH;
 }
 
-// Returns the user that minidlnad runs as, or null if it runs as the user of dms.
-const passwd* ChildUser(const std::string& configured, DmsLog& log) {
+// Finds the user that minidlnad runs as. `user` is null if that is the user of dms. Returns false with errno
+// set if a look-up fails: otherwise minidlnad would run as root.
+bool FindChildUser(const std::string& configured, const passwd*& user, DmsLog& log) {
+    user = nullptr;
     if (geteuid() != 0) {
-        return nullptr;
+        return true;
     }
-    const passwd* user = configured.empty() ? nullptr : FindUser(configured);
+    if (!configured.empty() && !FindUser(configured, user)) {
+        return false;
+    }
     if (!configured.empty() && user == nullptr) {
         log.Write(Level::Error,
                   "minidlnad cannot run as " + configured +
                       " because there is no such user: correct 'user' in " ADMINISTRATOR_CONFIGURATION_FILE);
     }
-    if (user == nullptr) {
-        user = FindUser(PACKAGE_USER);
+    if (user == nullptr && !FindUser(PACKAGE_USER, user)) {
+        return false;
     }
-    return user == nullptr || user->pw_uid == geteuid() ? nullptr : user;
+    if (user != nullptr && user->pw_uid == geteuid()) {
+        user = nullptr;
+    }
+    return true;
+}
+
+bool Redirect(int from, int to) {
+    return Uninterrupted([&] { return dup2(from, to); }) == to;
 }
 
 // Turns the child process into minidlnad. The kernel clears the parent-death signal when a process changes
@@ -54,15 +70,15 @@ const passwd* ChildUser(const std::string& configured, DmsLog& log) {
 // that ended before prctl, so the parent is compared afterwards.
 [[noreturn]] void ExecMinidlnad(const std::string& pidFile, bool rescan, const passwd* user, int output,
                                 pid_t parent) {
-    setpgid(0, 0);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    dup2(output, STDOUT_FILENO);
-    dup2(output, STDERR_FILENO);
+    signal(SIGPIPE, SIG_DFL);
+    const bool prepared =
+        setpgid(0, 0) == 0 && Redirect(output, STDOUT_FILENO) && Redirect(output, STDERR_FILENO);
     const bool changed = user == nullptr || (initgroups(user->pw_name, user->pw_gid) == 0 &&
                                              setgid(user->pw_gid) == 0 && setuid(user->pw_uid) == 0);
-    if (changed && prctl(PR_SET_PDEATHSIG, SIGTERM) == 0 && getppid() == parent) {
+    if (prepared && changed && prctl(PR_SET_PDEATHSIG, SIGTERM) == 0 && getppid() == parent) {
         // -S keeps minidlnad in the foreground, -r makes it scan the media again.
         const char* arguments[] = {MINIDLNAD,
                                    "-S",
@@ -81,7 +97,10 @@ const passwd* ChildUser(const std::string& configured, DmsLog& log) {
 }  // namespace
 
 pid_t StartMinidlnad(const StartOptions& options, int output, DmsLog& log) {
-    const passwd* user = ChildUser(options.user, log);
+    const passwd* user = nullptr;
+    if (!FindChildUser(options.user, user, log)) {
+        return -1;
+    }
     // minidlnad opens the FIFO as its log file, with the rights of its user.
     if (user != nullptr && fchown(output, user->pw_uid, user->pw_gid) != 0) {
         log.Write(Level::Error, std::string("cannot change the owner of ") + MINIDLNAD_LOG_FIFO + ": " +
@@ -99,7 +118,9 @@ pid_t StartMinidlnad(const StartOptions& options, int output, DmsLog& log) {
 }
 
 bool ReapChild(pid_t child, int& status) {
-    if (waitpid(child, &status, WNOHANG) != child) {
+    status = 0;
+    // A failure means that there is no such child any more.
+    if (Uninterrupted([&] { return waitpid(child, &status, WNOHANG); }) == 0) {
         return false;
     }
     kill(-child, SIGKILL);

@@ -22,11 +22,12 @@ struct StartOptions {
 
 // Starts minidlnad with MINIDLNAD_CONFIGURATION_FILE. `output` becomes its standard output and standard
 // error. The kernel sends it SIGTERM when dms ends, even if dms is killed. Returns the process ID, or -1 with
-// errno set.
+// errno set if its user cannot be looked up or no process can be created.
 pid_t StartMinidlnad(const StartOptions& options, int output, DmsLog& log);
 
-// If the child has ended, reaps it, stores its wait status and kills the rest of its process group: minidlnad
-// scans media in a child process of its own. Returns false while the child is running.
+// If the child has ended, reaps it, stores its wait status (0 if it is unknown) and kills the rest of its
+// process group: minidlnad scans media in a child process of its own. Returns false while the child is
+// running.
 bool ReapChild(pid_t child, int& status);
 
 }  // namespace dms

@@ -7,10 +7,10 @@
 
 namespace dms {
 
-std::string AddressOf(const std::string& interface) {
+std::optional<std::string> AddressOf(const std::string& interface) {
     ifaddrs* list = nullptr;
     if (getifaddrs(&list) != 0) {
-        return "";
+        return std::nullopt;
     }
     char text[INET_ADDRSTRLEN] = "";
     for (const ifaddrs* entry = list; entry != nullptr && text[0] == '\0'; entry = entry->ifa_next) {

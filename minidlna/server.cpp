@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -19,9 +21,9 @@ namespace {
 
 using std::chrono::seconds;
 
-// The time between two polls of minidlnad's status. A poll is cheap, but it wakes minidlnad up.
-constexpr seconds POLL_TIME(10);
-constexpr seconds BUSY_POLL_TIME(2);  // while minidlnad scans or does not respond
+// The time between two checks of the state. A check is cheap, but it wakes minidlnad up.
+constexpr seconds CHECK_TIME(10);
+constexpr seconds BUSY_CHECK_TIME(2);  // while minidlnad scans or does not respond
 
 std::string OrNotSet(const std::string& text) { return text.empty() ? "not set" : text; }
 
@@ -35,8 +37,23 @@ Server::Server(DmsLog& log, int logFifo)
       access_(log),
       statusFile_(log) {}
 
+Server::~Server() {
+    supervisor_.Stop();
+    logReader_.ForwardLines();
+    access_.Remove();
+    statusFile_.Update(0, status_);
+    unlink(DMS_IP_FILE);
+}
+
 void Server::ReloadSettings() {
-    if (!ReadSettings(settings_)) {
+    configurationRead_ = ReadConfiguration(true);
+    ApplyConfiguration();
+}
+
+// Returns false if a file cannot be read: its previous content stays.
+bool Server::ReadConfiguration(bool logsErrors) {
+    const bool settingsRead = ReadSettings(settings_);
+    if (!settingsRead && logsErrors) {
         log_.Write(Level::Error,
                    std::string("cannot read any setting in ") + SETTINGS_FILE +
                        ": dms keeps the previous settings. Restore the file, or delete it and save "
@@ -46,10 +63,16 @@ void Server::ReloadSettings() {
     std::string text;
     if (ReadFile(ADMINISTRATOR_CONFIGURATION_FILE, text)) {
         administratorConfiguration_ = text;
-    } else {
+        return settingsRead;
+    }
+    if (logsErrors) {
         log_.Write(Level::Error, "cannot read " ADMINISTRATOR_CONFIGURATION_FILE
                                  ": dms keeps the previous configuration. Restore the file");
     }
+    return false;
+}
+
+void Server::ApplyConfiguration() {
     configuration_ = ComposeConfiguration(administratorConfiguration_, settings_);
     log_.Write(Level::Info, "settings: network interface: " + OrNotSet(configuration_.interface) +
                                 ", port: " + std::to_string(configuration_.port) +
@@ -58,32 +81,42 @@ void Server::ReloadSettings() {
     PublishAddress();
     ApplyAccess();
     supervisor_.SetConfiguration(configuration_);
-    nextPoll_ = Clock::now();
+    nextCheck_ = Clock::now();
 }
 
 void Server::PublishAddress() {
-    const std::string address = AddressOf(configuration_.interface);
-    if (address == publishedAddress_) {
+    const std::optional<std::string> address = AddressOf(configuration_.interface);
+    if (!address || address == publishedAddress_) {
         return;
     }
-    publishedAddress_ = address;
-    if (address.empty()) {
-        unlink(DMS_IP_FILE);
+    if (!address->empty()) {
+        if (FileReplacement(DMS_IP_FILE).Replace(*address) == Saved::Yes) {
+            publishedAddress_ = address;
+            publishingFailed_ = false;
+        } else if (!publishingFailed_) {
+            log_.Write(Level::Error,
+                       std::string("cannot write ") + DMS_IP_FILE +
+                           ": the administration page does not show the address of the media server");
+            publishingFailed_ = true;
+        }
+        return;
+    }
+    if (unlink(DMS_IP_FILE) == 0 || errno == ENOENT) {
+        publishedAddress_ = address;
         log_.Write(Level::Error, configuration_.interface.empty()
                                      ? "no network interface has an IPv4 address: connect one to a network"
                                      : "interface " + configuration_.interface +
                                            " has no IPv4 address: choose another interface in the section "
                                            "General of the administration page");
-    } else if (FileReplacement(DMS_IP_FILE).Replace(address) != Saved::Yes) {
-        log_.Write(Level::Error,
-                   std::string("cannot write ") + DMS_IP_FILE +
-                       ": the administration page does not show the address of the media server");
     }
 }
 
+// Does nothing before the port is known.
 void Server::ApplyAccess() {
-    access_.Deny(configuration_.port,
-                 settings_.ignoreAccess ? std::vector<std::string>() : clients_.Denied());
+    if (configuration_.port != 0) {
+        access_.Deny(configuration_.port,
+                     settings_.ignoreAccess ? std::vector<std::string>() : clients_.Denied());
+    }
 }
 
 void Server::ReadClientList() {
@@ -92,7 +125,7 @@ void Server::ReadClientList() {
 }
 
 void Server::WriteClientList() {
-    PollStatus();
+    CheckState();
     MergeClients();
 }
 
@@ -116,24 +149,25 @@ bool Server::PollStatus() {
     return responded && !status_.scanning;
 }
 
+// Also repeats whatever has failed before.
+void Server::CheckState() {
+    if (!configurationRead_ && ReadConfiguration(false)) {
+        configurationRead_ = true;
+        ApplyConfiguration();
+    }
+    PublishAddress();
+    ApplyAccess();
+    nextCheck_ = Clock::now() + (PollStatus() ? CHECK_TIME : BUSY_CHECK_TIME);
+}
+
 bool Server::RunDueTasks() {
     supervisor_.RunDueTasks();
-    const Clock::time_point now = Clock::now();
-    if (now >= nextPoll_) {
-        PublishAddress();
-        nextPoll_ = now + (PollStatus() ? POLL_TIME : BUSY_POLL_TIME);
+    if (Clock::now() >= nextCheck_) {
+        CheckState();
     }
     return !supervisor_.HasGivenUp();
 }
 
-Clock::time_point Server::NextDeadline() const { return std::min(supervisor_.NextDeadline(), nextPoll_); }
-
-void Server::Stop() {
-    supervisor_.Stop();
-    logReader_.ForwardLines();
-    access_.Remove();
-    statusFile_.Update(0, status_);
-    unlink(DMS_IP_FILE);
-}
+Clock::time_point Server::NextDeadline() const { return std::min(supervisor_.NextDeadline(), nextCheck_); }
 
 }  // namespace dms

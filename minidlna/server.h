@@ -22,8 +22,13 @@ class Server {
     // `logFifo` is the descriptor of OpenLogFifo.
     Server(DmsLog& log, int logFifo);
 
+    // Ends minidlnad, deletes the access rules and the address file, and updates the status file.
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
     // Reads the settings file and the administrator's configuration and applies their changes. Restarts
-    // minidlnad only if its configuration changes.
+    // minidlnad only if its configuration changes. CheckState reads a file that cannot be read once more.
     void ReloadSettings();
 
     // Reads the client list file and applies the access of the clients.
@@ -35,17 +40,17 @@ class Server {
     // Forwards the messages of minidlnad to the log of dms.
     void ForwardLog() { logReader_.ForwardLines(); }
 
-    // Supervises minidlnad and polls its status. Call it after SIGCHLD and at NextDeadline. Returns false if
+    // Supervises minidlnad and checks the state. Call it after SIGCHLD and at NextDeadline. Returns false if
     // dms must end because minidlnad exits again and again.
     bool RunDueTasks();
 
     // Returns the time at which RunDueTasks must be called even if no signal arrives.
     Clock::time_point NextDeadline() const;
 
-    // Ends minidlnad, deletes the access rules and the address file, and updates the status file.
-    void Stop();
-
   private:
+    bool ReadConfiguration(bool logsErrors);
+    void ApplyConfiguration();
+    void CheckState();
     bool PollStatus();
     void MergeClients();
     void PublishAddress();
@@ -60,9 +65,11 @@ class Server {
     Settings settings_;
     std::string administratorConfiguration_;
     Configuration configuration_;
+    bool configurationRead_ = false;
     StatusPage status_;
-    Clock::time_point nextPoll_;
+    Clock::time_point nextCheck_;
     std::optional<std::string> publishedAddress_;
+    bool publishingFailed_ = false;
 };
 
 }  // namespace dms

@@ -22,11 +22,14 @@ void StatusFile::Update(std::time_t runningSince, const StatusPage& page) {
     if (content == written_) {
         return;
     }
-    written_ = content;
-    if (FileReplacement(STATUS_FILE).Replace(content) != Saved::Yes) {
+    const bool written = FileReplacement(STATUS_FILE).Replace(content) == Saved::Yes;
+    if (written) {
+        written_ = content;
+    } else if (!failed_) {
         log_.Write(Level::Warning, std::string("cannot write ") + STATUS_FILE +
                                        ": check the owner and the mode of its directory");
     }
+    failed_ = !written;
 }
 
 }  // namespace dms

@@ -18,12 +18,14 @@ class StatusFile {
   public:
     explicit StatusFile(DmsLog& log) : log_(log) {}
 
-    // Replaces the file if its content has changed. `runningSince` is 0 while minidlnad is not running.
+    // Replaces the file if its content has changed, or if the last replacement failed. `runningSince` is 0
+    // while minidlnad is not running.
     void Update(std::time_t runningSince, const StatusPage& page);
 
   private:
     DmsLog& log_;
     std::string written_;
+    bool failed_ = false;
 };
 
 }  // namespace dms

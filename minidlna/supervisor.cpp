@@ -29,14 +29,19 @@ constexpr seconds GOOD_CONFIGURATION_TIME(5);
 // The time between SIGTERM and SIGKILL. The control script kills dms itself after 10 seconds.
 constexpr seconds STOP_TIME(6);
 
+// The time after which dms tries again to write the configuration of minidlnad.
+constexpr seconds WRITE_RETRY_TIME(2);
+
 // How often Stop checks whether minidlnad has ended.
 constexpr useconds_t REAP_INTERVAL = 20'000;  // microseconds
+
+bool HasNotStarted(int status) { return WIFEXITED(status) && WEXITSTATUS(status) == NOT_STARTED; }
 
 std::string DescribeExit(int status) {
     if (WIFSIGNALED(status)) {
         return "minidlnad was killed by signal " + std::to_string(WTERMSIG(status));
     }
-    if (WEXITSTATUS(status) == NOT_STARTED) {
+    if (HasNotStarted(status)) {
         return std::string("cannot start ") + MINIDLNAD + ": check that the package minidlna is installed";
     }
     return "minidlnad exited with status " + std::to_string(WEXITSTATUS(status));
@@ -50,10 +55,7 @@ void Supervisor::SetConfiguration(const Configuration& configuration) {
     }
     requested_ = configuration;
     next_ = configuration;
-    if (IsRunning()) {
-        log_.Write(Level::Info, "restarting minidlnad because its configuration has changed");
-        RequestStop();
-    } else {
+    if (!stopping_) {
         deadline_ = Clock::now();
     }
 }
@@ -65,41 +67,51 @@ void Supervisor::RememberGoodConfiguration() {
 }
 
 void Supervisor::RequestStop() {
-    RememberGoodConfiguration();
-    if (!stopping_) {
-        kill(child_, SIGTERM);
-        stopping_ = true;
-        deadline_ = Clock::now() + STOP_TIME;
-    }
+    log_.Write(Level::Info, "restarting minidlnad because its configuration has changed");
+    // If this fails, minidlnad is killed at the deadline.
+    kill(child_, SIGTERM);
+    stopping_ = true;
+    deadline_ = Clock::now() + STOP_TIME;
 }
 
-void Supervisor::WriteConfiguration() {
-    if (FileReplacement(MINIDLNAD_CONFIGURATION_FILE).Replace(current_.text) != Saved::Yes) {
-        log_.Write(Level::Error, std::string("cannot write ") + MINIDLNAD_CONFIGURATION_FILE + ": " +
-                                     strerror(errno) + ". minidlnad keeps its previous configuration");
+// Returns false if the file cannot be replaced.
+bool Supervisor::WriteConfiguration() {
+    std::string previous;
+    const bool readable = ReadFile(MINIDLNAD_CONFIGURATION_FILE, previous) || errno == ENOENT;
+    if (readable && previous == next_.text) {
+        return true;
     }
+    if (!readable || FileReplacement(MINIDLNAD_CONFIGURATION_FILE).Replace(next_.text) != Saved::Yes) {
+        if (!writingFailed_) {
+            log_.Write(Level::Error, std::string("cannot replace ") + MINIDLNAD_CONFIGURATION_FILE + ": " +
+                                         strerror(errno) + ". dms tries again every " +
+                                         std::to_string(WRITE_RETRY_TIME.count()) + " seconds");
+        }
+        writingFailed_ = true;
+        return false;
+    }
+    // minidlnad chooses album art while it scans the media, so other names need a new scan.
+    rescan_ = rescan_ || (!previous.empty() &&
+                          ValuesOf(previous, ALBUM_ART_KEYWORD) != ValuesOf(next_.text, ALBUM_ART_KEYWORD));
+    writingFailed_ = false;
+    return true;
 }
 
 void Supervisor::Start() {
-    std::string previous;
-    ReadFile(MINIDLNAD_CONFIGURATION_FILE, previous);
-    // minidlnad chooses album art while it scans the media, so other names need a new scan.
-    const bool rescan =
-        !previous.empty() && ValuesOf(previous, ALBUM_ART_KEYWORD) != ValuesOf(next_.text, ALBUM_ART_KEYWORD);
     deadline_ = Clock::time_point::max();
     current_ = next_;
-    WriteConfiguration();
-    child_ = StartMinidlnad({current_.databaseDirectory, current_.user, rescan}, output_, log_);
+    child_ = StartMinidlnad({current_.databaseDirectory, current_.user, rescan_}, output_, log_);
     if (child_ < 0) {
-        OnUnexpectedExit(std::string("cannot create a process for minidlnad: ") + strerror(errno));
+        RestartLater(std::string("cannot create a process for minidlnad: ") + strerror(errno));
         return;
     }
+    rescan_ = false;
     started_ = Clock::now();
     runningSince_ = time(nullptr);
     log_.Write(Level::Info, "started minidlnad, process " + std::to_string(child_));
 }
 
-void Supervisor::OnUnexpectedExit(const std::string& reason) {
+void Supervisor::RestartLater(const std::string& reason) {
     const Clock::time_point now = Clock::now();
     while (!exits_.empty() && now - exits_.front() > EXITS_TIME) {
         exits_.pop_front();
@@ -113,6 +125,12 @@ void Supervisor::OnUnexpectedExit(const std::string& reason) {
         gaveUp_ = true;
         return;
     }
+    const seconds delay = MIN_RESTART_DELAY * (1 << (exits_.size() - 1));
+    log_.Write(Level::Info, "restarting minidlnad in " + std::to_string(delay.count()) + " seconds");
+    deadline_ = now + delay;
+}
+
+void Supervisor::ReturnToGoodConfiguration() {
     if (knownGood_ && current_ != *knownGood_) {
         log_.Write(
             Level::Error,
@@ -120,9 +138,6 @@ void Supervisor::OnUnexpectedExit(const std::string& reason) {
             " or the settings");
         next_ = *knownGood_;
     }
-    const seconds delay = MIN_RESTART_DELAY * (1 << (exits_.size() - 1));
-    log_.Write(Level::Info, "restarting minidlnad in " + std::to_string(delay.count()) + " seconds");
-    deadline_ = now + delay;
 }
 
 void Supervisor::ForgetChild() {
@@ -137,7 +152,10 @@ void Supervisor::RunDueTasks() {
     if (IsRunning() && ReapChild(child_, status)) {
         ForgetChild();
         if (!stopping_) {
-            OnUnexpectedExit(DescribeExit(status));
+            RestartLater(DescribeExit(status));
+            if (!gaveUp_ && !HasNotStarted(status)) {
+                ReturnToGoodConfiguration();
+            }
             return;
         }
         stopping_ = false;
@@ -146,11 +164,17 @@ void Supervisor::RunDueTasks() {
     if (now < deadline_) {
         return;
     }
-    if (!IsRunning()) {
-        Start();
-    } else if (stopping_) {
+    if (stopping_) {
         kill(-child_, SIGKILL);
         deadline_ = now + STOP_TIME;
+    } else if (!WriteConfiguration()) {
+        deadline_ = now + WRITE_RETRY_TIME;
+    } else if (!IsRunning()) {
+        Start();
+    } else if (next_ != current_) {
+        RequestStop();
+    } else {
+        deadline_ = Clock::time_point::max();
     }
 }
 

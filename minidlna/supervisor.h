@@ -22,7 +22,9 @@ class Supervisor {
     // minidlnad gets `output` as standard output and standard error.
     Supervisor(DmsLog& log, int output) : log_(log), output_(output) {}
 
-    // Lets minidlnad run with `configuration`. Does nothing if that was already the last one requested.
+    // Lets minidlnad run with `configuration` from the next RunDueTasks on. Does nothing if that was already
+    // the last one requested. As long as MINIDLNAD_CONFIGURATION_FILE cannot be written, minidlnad keeps
+    // running with its previous configuration, or is not started.
     void SetConfiguration(const Configuration& configuration);
 
     // Reaps minidlnad if it has ended, and starts or kills it if that is due. Call it after SIGCHLD and at
@@ -45,9 +47,10 @@ class Supervisor {
     void Start();
     void RequestStop();
     void ForgetChild();
-    void OnUnexpectedExit(const std::string& reason);
+    void RestartLater(const std::string& reason);
     void RememberGoodConfiguration();
-    void WriteConfiguration();
+    void ReturnToGoodConfiguration();
+    bool WriteConfiguration();
 
     DmsLog& log_;
     int output_;
@@ -57,7 +60,9 @@ class Supervisor {
     std::optional<Configuration> knownGood_;  // the last one that minidlnad kept running with
     pid_t child_ = -1;                        // -1 while minidlnad is not running
     std::time_t runningSince_ = 0;
+    bool rescan_ = false;    // at the next start
     bool stopping_ = false;  // SIGTERM was sent
+    bool writingFailed_ = false;
     bool gaveUp_ = false;
     Clock::time_point started_;
     Clock::time_point deadline_ = Clock::time_point::max();
