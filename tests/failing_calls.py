@@ -7,9 +7,7 @@ mount namespace of its own; where the system does not permit that, one worker us
 """
 import argparse
 import collections
-import ctypes
 import os
-import re
 import shutil
 import signal
 import stat
@@ -19,71 +17,14 @@ import time
 import urllib.parse
 from pathlib import Path
 
+from injected_faults import KILL, MEMORY_CALLS, SKIPPED, adopt_orphans, faults, injection, list_calls, run_workers
+
 SOURCE = Path(__file__).resolve().parent.parent
-SKIPPED = 77  # the exit status of a test that the machine does not permit
 SECONDS = 15  # a run that takes longer hangs
-KILL = "KILL"
-PR_SET_PDEATHSIG = 1
-PR_SET_CHILD_SUBREAPER = 36
 
-# The errors that a call can return. Other calls return EPERM, as under a filter of system calls.
-ERRORS = {
-    "brk": ("ENOMEM",),
-    "chown": ("EPERM",),
-    "clock_nanosleep": ("EINTR",),
-    "clone": ("EAGAIN", "ENOMEM"),
-    "clone3": ("EAGAIN", "ENOMEM"),
-    "close": (),  # strace would leave the descriptor open, which no failing close(2) of Linux does
-    "connect": ("ECONNREFUSED", "EINTR"),
-    "execve": (),  # made by strace
-    "exit_group": (),  # cannot fail
-    "fallocate": ("ENOSPC", "EIO", "EINTR"),
-    "fchmod": ("EPERM", "EIO"),
-    "fchown": ("EPERM", "EIO"),
-    "flock": ("EINTR", "ENOLCK"),
-    "futex": (),  # wakes nobody here, which cannot fail
-    "fstat": ("EIO", "ENOMEM"),
-    "fsync": ("EIO", "EINTR"),
-    "ftruncate": ("EIO", "EINTR"),
-    "getrandom": ("ENOSYS",),
-    "kill": ("ESRCH", "EPERM"),
-    "linkat": ("EIO", "EMLINK"),
-    "lseek": ("ESPIPE",),
-    "mkdir": ("EACCES", "ENOSPC"),
-    "mmap": ("ENOMEM",),
-    "mprotect": ("ENOMEM",),
-    "mremap": ("ENOMEM",),
-    "munmap": ("ENOMEM",),
-    "newfstatat": ("EIO", "ENOMEM"),
-    "openat": ("EMFILE", "EACCES", "EIO", "EINTR"),  # not ENOENT: a missing file is no failure
-    "pread64": ("EIO",),
-    "read": ("EIO", "EINTR"),
-    "readlink": ("EIO", "EACCES"),
-    "renameat": ("ENOSPC", "EIO", "EBUSY"),
-    "renameat2": ("ENOSPC", "EIO", "EINVAL"),
-    "rt_sigaction": (),  # cannot fail
-    "rt_sigprocmask": (),  # cannot fail
-    "sendto": ("ENOBUFS", "EINTR"),
-    "socket": ("EMFILE",),
-    "unlinkat": ("EIO", "EACCES"),
-    "vfork": ("EAGAIN", "ENOMEM"),
-    "wait4": ("EINTR", "ECHILD"),
-    "write": ("ENOSPC", "EIO", "EINTR"),
-    "writev": ("ENOSPC", "EIO", "EINTR"),
-}
-MEMORY_CALLS = ("brk", "mmap", "mremap")
+# --- Runs under strace -------------------------------------------------------------------------------------------
 
-# --- Runs under strace, of any program ---------------------------------------------------------------------------
-
-Call = collections.namedtuple("Call", "name number line loading")  # `number` counts the calls of this name
 Run = collections.namedtuple("Run", "status answer hung trace")
-
-
-def adopt_orphans():
-    """Makes this process the parent of what a killed program leaves, and end with its own parent."""
-    libc = ctypes.CDLL(None)
-    libc.prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
-    libc.prctl(PR_SET_PDEATHSIG, signal.SIGTERM, 0, 0, 0)
 
 
 def reap(group):
@@ -117,34 +58,6 @@ def run_traced(program, trace, options=(), body=b"", environment=None):
     hung = reap(process.pid) or hung
     lines = trace.read_text(errors="replace").splitlines()
     return Run(process.returncode, answer.decode(errors="replace"), hung, lines)
-
-
-def list_calls(trace):
-    """The calls of a trace. The dynamic loader makes those up to the query of RLIMIT_STACK."""
-    calls = []
-    numbers = collections.Counter()
-    start = next((i for i, line in enumerate(trace) if "RLIMIT_STACK" in line), -1)
-    for i, line in enumerate(trace):
-        if match := re.match(r"(\w+)\(", line):
-            numbers[match[1]] += 1
-            calls.append(Call(match[1], numbers[match[1]], line, i <= start))
-    return calls
-
-
-def faults(call):
-    """What to inject into a call. One error is enough for the loader: nothing has happened yet."""
-    if call.line.startswith("brk(NULL)"):
-        errors = ()  # a query, which cannot fail
-    else:
-        errors = ERRORS.get(call.name, ("EPERM",))
-    return errors[:1] if call.loading else (KILL, *errors)
-
-
-def injection(call, fault):
-    """strace's options for one fault."""
-    # brk(2) fails by returning a break that is below the requested one.
-    effect = "signal=KILL" if fault == KILL else "retval=0" if call.name == "brk" else "error=" + fault
-    return ["-e", f"inject={call.name}:{effect}:when={call.number}"]
 
 
 def was_injected(call, fault, run):
@@ -375,19 +288,6 @@ def work(appliance, saves, number, jobs):
     return runs, calls
 
 
-def is_permitted(command):
-    try:
-        return subprocess.run(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
-    except FileNotFoundError:
-        return False
-
-
-def start_worker(prefix, number, jobs):
-    """Starts this script as a worker, which prints its findings and then its figures."""
-    command = [*prefix, sys.executable, __file__, *sys.argv[1:], "--jobs", str(jobs), "--worker", str(number)]
-    return subprocess.Popen(command, stdout=subprocess.PIPE, text=True)
-
-
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--action", help="only the saves of this action")
@@ -403,24 +303,14 @@ def main():
         print(*work(appliance, saves, arguments.worker, arguments.jobs))
         return 0
 
-    appliance.root.mkdir(exist_ok=True)
-    jobs = arguments.jobs
-    prefix = ["unshare", "--map-root-user", "--mount", "sh", "-c", 'mount -t tmpfs tmpfs "$0" && exec "$@"',
-              appliance.root]
-    if not is_permitted([*prefix, "true"]):
-        jobs, prefix = 1, []
-    if not is_permitted([*prefix, "strace", "-o", "/dev/null", "true"]):
+    result = run_workers(__file__, arguments.jobs, appliance.root)
+    if result is None:
         print("failing calls: skipped, strace cannot trace a program on this machine")
         return SKIPPED
-    workers = [start_worker(prefix, number, jobs) for number in range(jobs)]
-    outputs = [worker.communicate()[0].splitlines() for worker in workers]
-    if any(worker.returncode != 0 for worker in workers):
-        sys.exit("failing calls: a worker has failed")
-    findings = sorted(line for output in outputs for line in output[:-1])
+    findings, figures = result
     print("".join(line + "\n" for line in findings), end="")
-    runs = sum(int(output[-1].split()[0]) for output in outputs)
-    calls = outputs[0][-1].split()[1]
-    print(f"failing calls: {runs} runs of {len(saves)} saves, {calls} calls; {len(findings)} findings")
+    runs = sum(runs for runs, _ in figures)
+    print(f"failing calls: {runs} runs of {len(saves)} saves, {figures[0][1]} calls; {len(findings)} findings")
     return 1 if findings else 0
 
 
