@@ -58,6 +58,13 @@ std::string RunCommands(const std::string& commands) {
     return message.empty() ? "failure without a message" : message.substr(0, message.find('\n'));
 }
 
+// The child process. An exception ends it and does not unwind the stack of dms.
+[[noreturn]] void RunAndExit(const std::string& commands, int output) noexcept {
+    const std::string message = RunCommands(commands);
+    WriteAll(output, message);
+    _exit(message.empty() ? 0 : 1);
+}
+
 // Runs the commands in a child process because libnftables calls exit(3) if it gets no socket or no memory.
 // Returns an error message, which is empty on success.
 std::string RunInChild(const std::string& commands) {
@@ -66,18 +73,11 @@ std::string RunInChild(const std::string& commands) {
         return strerror(errno);
     }
     const Descriptor result(ends[0]);
-    pid_t child = -1;
-    {
-        const Descriptor output(ends[1]);
-        child = fork();
-        if (child == 0) {
-            // An exception must not unwind the stack of the parent.
-            [&]() noexcept {
-                const std::string message = RunCommands(commands);
-                _exit(WriteAll(output.Get(), message) && message.empty() ? 0 : 1);
-            }();
-        }
+    const pid_t child = fork();
+    if (child == 0) {
+        RunAndExit(commands, ends[1]);
     }
+    close(ends[1]);
     if (child < 0) {
         return strerror(errno);
     }
@@ -103,6 +103,7 @@ void AccessControl::Deny(int port, const std::vector<std::string>& macAddresses)
     const std::string error = RunInChild(DeleteCommands(ports_) +
                                          (macAddresses.empty() ? "" : TableDefinition(port, macAddresses)));
     if (!error.empty()) {
+        port_ = 0;
         if (changesAccess && !warned_) {
             log_.Write(Level::Warning,
                        "cannot change the access of clients because the packet filter reports \"" + error +
@@ -130,10 +131,9 @@ void AccessControl::Remove() {
         error = RunInChild(commands);
     }
     if (!error.empty() && !macAddresses_.empty()) {
-        log_.Write(Level::Error,
-                   "clients without access cannot connect to another program that uses the port "
-                   "because the packet filter reports \"" +
-                       error + "\": delete the table " + TableName(port_) + " with nft");
+        log_.Write(Level::Error, "clients without access stay denied because the packet filter reports \"" +
+                                     error + "\": delete the table " + TableName(*ports_.begin()) +
+                                     " with nft");
     }
 }
 

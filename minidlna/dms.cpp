@@ -192,6 +192,7 @@ int Run(DmsLog& log) {
 int RunAndReport() {
     DmsLog log;
     int status = 1;
+    // If memory is exhausted, the destructors end minidlnad and remove the rules of the packet filter.
     try {
         status = Run(log);
     } catch (const std::exception& error) {

@@ -73,12 +73,15 @@ class Network:
         self.nft = ctypes.CDLL("libnftables.so.1")
         self.nft.nft_ctx_new.restype = ctypes.c_void_p
         self.nft.nft_ctx_get_output_buffer.restype = ctypes.c_char_p
-        self.context = ctypes.c_void_p(self.nft.nft_ctx_new(0))
-        self.nft.nft_ctx_buffer_output(self.context)
 
     def rules(self, command=b"list ruleset"):
-        self.nft.nft_run_cmd_from_buffer(self.context, command)
-        return self.nft.nft_ctx_get_output_buffer(self.context).decode()
+        # A new context has no cache, which would stay wrong after a change at the same time.
+        context = ctypes.c_void_p(self.nft.nft_ctx_new(0))
+        self.nft.nft_ctx_buffer_output(context)
+        self.nft.nft_run_cmd_from_buffer(context, command)
+        listed = self.nft.nft_ctx_get_output_buffer(context).decode()
+        self.nft.nft_ctx_free(context)
+        return listed
 
     def connect_client(self, port):
         subprocess.run([*self.client, "curl", "-s", "-o", "/dev/null", "-m", "5", "--noproxy", "*",
@@ -221,13 +224,16 @@ def missing(appliance, state):
     return None if running else "the status file does not show that minidlnad is running"
 
 
-def wait_for(appliance, state, seconds=SECONDS):
-    """Waits until dms serves as in `state`. Returns what is missing, or nothing."""
-    end, look = time.monotonic() + seconds, time.monotonic() + LOOK_TIME
+def wait_for(appliance, state, seconds=SECONDS, look=signal.SIGCONT):
+    """Waits until dms serves as in `state`. Returns what is missing, or nothing.
+
+    The signal `look` makes dms check its state at once. It must not be the one whose handling is tested.
+    """
+    end, next_look = time.monotonic() + seconds, time.monotonic() + LOOK_TIME
     while (reason := missing(appliance, state)) and time.monotonic() < end and appliance.is_alive():
-        if time.monotonic() > look:
-            look += LOOK_TIME
-            appliance.signal(appliance.dms, signal.SIGCONT)
+        if time.monotonic() > next_look:
+            next_look += LOOK_TIME
+            appliance.signal(appliance.dms, look)
         time.sleep(0.02)
     return reason
 
@@ -441,9 +447,9 @@ class Worker:
         eventually(lambda: run.was_injected(call, fault), HANDLING_TIME)
         wait_for(self.appliance, states[self.turn], HANDLING_TIME)
         run.detach()  # or the fault is injected into each further child process, too
-        reason = wait_for(self.appliance, states[self.turn])
+        reason = wait_for(self.appliance, states[self.turn], SECONDS if case.recovers else 2 * LOOK_TIME, case.look)
         if reason and self.appliance.is_alive():
-            if "] error: " not in run.log():
+            if "] error: " not in run.log() or case.recovers:
                 yield "does not serve: " + reason
             self.appliance.signal(self.appliance.dms, case.number)
             if reason := wait_for(self.appliance, states[self.turn]):
@@ -456,13 +462,16 @@ class Worker:
             yield from self.violations(run, call, fault, True)
 
 
-Signal = collections.namedtuple("Signal", "title number change connects")
+# `change` changes the files before the signal. With `connects`, a client has sent a request to minidlnad. dms repeats
+# the reading of the settings by itself. It logs an error if it cannot read or write the client list.
+Signal = collections.namedtuple("Signal", "title number look recovers connects change")
 SIGNALS = [
-    Signal("SIGHUP", signal.SIGHUP, lambda appliance, turn: appliance.write_settings(
-        ("First", "Second")[turn], 900 + turn), False),
-    Signal("SIGUSR2", signal.SIGUSR2, lambda appliance, turn: appliance.write_clients(
-        (TELEVISION, RADIO)[turn]), False),
-    Signal("SIGCONT", signal.SIGCONT, lambda appliance, _: appliance.write_clients(TELEVISION), True),
+    Signal("SIGHUP", signal.SIGHUP, signal.SIGCONT, True, False,
+           lambda appliance, turn: appliance.write_settings(("First", "Second")[turn], 900 + turn)),
+    Signal("SIGUSR2", signal.SIGUSR2, signal.SIGHUP, False, False,
+           lambda appliance, turn: appliance.write_clients((TELEVISION, RADIO)[turn])),
+    Signal("SIGCONT", signal.SIGCONT, signal.SIGHUP, False, True,
+           lambda appliance, turn: appliance.write_clients(TELEVISION)),
 ]
 
 

@@ -188,7 +188,7 @@ class SettingsTest(unittest.TestCase):
             box.post("save_browsing_page", cmzalbumart="true", albumartlist=names)
 
             def shown():
-                art = next((song["albumArtURI"] for song in browse(songs) if song["title"] == "First Tone"), "")
+                art = next((song.get("albumArtURI", "") for song in browse(songs) if song["title"] == "First Tone"), "")
                 return fetched(urllib.parse.urlparse(art).path) == (folder / picture).read_bytes()
             self.assertTrue(eventually(shown), names)
         self.assertEqual(daemon(), daemon_before, "the daemon reloads and does not restart")
