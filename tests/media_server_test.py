@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""Tests the media server of the appliance in a box as its clients see it: media_server_test.py BUILD
+"""Tests the media server of the demo appliance as its clients see it: media_server_test.py BUILD
 
 The tests save settings through the web server and the program. The media server announces itself only on the loopback
 interface and on interfaces that a test creates.

@@ -16,7 +16,7 @@ constexpr char KV_LINE_FORMAT[] = "%s=\"%s\"\n";
 // The suffix of all keys. A macro, so that literals can contain it.
 #define KEY_SUFFIX "_mediaservice"
 
-// The keys that the daemon over MiniDLNA or several files of this program read. Every other key is defined in
+// The keys that dms (minidlna/) or several files of this program read. Every other key is defined in
 // the table of its page.
 constexpr char LANGUAGE_KEY[] = "language" KEY_SUFFIX;
 constexpr char NETWORK_KEY[] = "network" KEY_SUFFIX;
