@@ -251,8 +251,12 @@ class Run:
         with open(appliance.output, "w") as output:
             self.tracer = subprocess.Popen(["strace", "-q", "-o", appliance.trace, *options, *target], cwd="/",
                                            stdin=subprocess.DEVNULL, stdout=output, stderr=output)
-        begun = Path(f"/proc/{attached}/status").read_text if attached else appliance.trace.read_text
-        eventually(lambda: self.tracer.poll() is not None or "TracerPid:\t0\n" not in (begun() or "TracerPid:\t0\n"))
+        eventually(lambda: self.tracer.poll() is not None or self.has_begun(attached))
+
+    def has_begun(self, attached):
+        if attached:
+            return "TracerPid:\t0\n" not in Path(f"/proc/{attached}/status").read_text()
+        return "\n" in self.appliance.trace.read_text(errors="replace")  # execve(2) has returned
 
     def lines(self):
         return self.appliance.trace.read_text(errors="replace").splitlines()
@@ -265,13 +269,13 @@ class Run:
         self.appliance.signal(self.appliance.dms, signal.SIGTERM)
         ended = eventually(lambda: not self.appliance.is_alive())
         self.appliance.signal(self.appliance.dms, signal.SIGKILL)
-        self.tracer.wait()
+        self.tracer.wait(SECONDS)
         return ended
 
     def detach(self):
         if self.tracer.poll() is None:
             self.tracer.send_signal(signal.SIGINT)
-        self.tracer.wait()
+        self.tracer.wait(SECONDS)
 
     def was_injected(self, call, fault):
         if fault == KILL:
