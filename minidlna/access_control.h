@@ -24,7 +24,8 @@ class AccessControl {
 
   private:
     DmsLog& log_;
-    int port_ = 0;                           // of the current rules, 0 if these are not known
+    int port_ = 0;  // of the current rules; 0 before the first success and after a failure, so that the next
+                    // call tries again
     std::vector<std::string> macAddresses_;  // of the current rules
     std::set<int> ports_;                    // that may have a table
     bool warned_ = false;

@@ -79,9 +79,11 @@ std::string LowerCase(std::string text) {
     return text;
 }
 
-// Shortens the list to `limit` where that is possible. `isSeen` has an element for each client. The
-// clients before `added` were stored, the others are new. Returns the number of new clients that it removes.
-size_t RemoveSurplus(const std::vector<bool>& isSeen, size_t added, size_t limit, Json::Value& clients) {
+// Shortens the list to `limit` where that is possible. `isSeen` has an element for each client. The first
+// `storedCount` clients are already stored, the others are new. Returns the number of new clients that it
+// removes.
+size_t RemoveSurplus(const std::vector<bool>& isSeen, size_t storedCount, size_t limit,
+                     Json::Value& clients) {
     const size_t size = clients.size();
     if (size <= limit) {
         return 0;
@@ -98,7 +100,7 @@ size_t RemoveSurplus(const std::vector<bool>& isSeen, size_t added, size_t limit
     const size_t removed = std::min(surplus, removable.size());
     const auto end = removable.begin() + static_cast<std::ptrdiff_t>(removed);
     std::nth_element(removable.begin(), end, removable.end());
-    const size_t unstored = std::min(surplus - removed, size - added);
+    const size_t unstored = std::min(surplus - removed, size - storedCount);
 
     std::vector<bool> isKept(size - unstored, true);
     std::for_each(removable.begin(), end, [&](const auto& client) { isKept[client.second] = false; });
@@ -115,8 +117,8 @@ size_t RemoveSurplus(const std::vector<bool>& isSeen, size_t added, size_t limit
 }
 
 constexpr char KEPT_LIST[] =
-    ". dms keeps the previous list and does not change the file. Restore the file, or clear the list on the "
-    "administration page";
+    ". dms keeps the previous list and does not change the file. Restore the file, or delete all clients on "
+    "the administration page";
 
 Json::Value EmptyDocument() {
     Json::Value document;
@@ -152,13 +154,13 @@ bool IsClientList(const Json::Value& document) {
 size_t MergeClients(const std::vector<SeenClient>& seen, std::time_t now, Json::Value& document,
                     size_t limit) {
     Json::Value& clients = document[CLIENTS];
-    const size_t added = clients.size();
+    const size_t storedCount = clients.size();
     std::unordered_map<std::string, Json::ArrayIndex> positions;  // by MAC address in lower case
     Json::ArrayIndex position = 0;
     for (const Json::Value& client : std::as_const(clients)) {
         positions.try_emplace(LowerCase(StringMember(client, MAC_ADDRESS)), position++);
     }
-    std::vector<bool> isSeen(added, false);
+    std::vector<bool> isSeen(storedCount, false);
     for (const SeenClient& client : seen) {
         const auto [found, isNew] = positions.try_emplace(LowerCase(client.macAddress), clients.size());
         if (isNew) {
@@ -169,7 +171,7 @@ size_t MergeClients(const std::vector<SeenClient>& seen, std::time_t now, Json::
             isSeen[found->second] = true;
         }
     }
-    return RemoveSurplus(isSeen, added, limit, clients);
+    return RemoveSurplus(isSeen, storedCount, limit, clients);
 }
 
 Clients::Clients(DmsLog& log) : log_(log), document_(EmptyDocument()) {}
@@ -185,8 +187,8 @@ void Clients::ReportUnstored(size_t count) {
     if (count > 0 && !isFull_) {
         log_.Write(Level::Warning, "the client list is full: dms does not store new clients, because all " +
                                        std::to_string(MAX_CLIENTS) +
-                                       " stored ones are in use or changed by the owner. Clear the list on "
-                                       "the administration page");
+                                       " stored ones are in use or changed by the owner. Delete all clients "
+                                       "on the administration page");
     }
     isFull_ = count > 0;
 }

@@ -23,7 +23,7 @@ constexpr char ALBUM_ART_KEYWORD[] = "album_art_names";
 struct Configuration {
     std::string text;  // of the file
     int port = 0;
-    std::string interface;  // the first one that minidlnad serves on; empty for all
+    std::string interface;  // the first one on which minidlnad announces itself; empty for all
     std::string user;       // that minidlnad runs as; empty if the administrator sets none
     std::string databaseDirectory;
 

@@ -55,9 +55,9 @@ void LogFailure(DmsLog& log, const std::string& action) {
     log.Write(Level::Error, "cannot " + action + ": " + strerror(errno));
 }
 
-// Continues in a background process. Returns there the descriptor for ReportReady, or -1, after it has logged
-// an error. The first process exits with 0 after ReportReady, and with 1 if the background process ends
-// before.
+// Continues in a background process and returns the descriptor for ReportReady. On failure logs an error and
+// returns -1, in the first process if no background process could be created. The first process exits with 0
+// after ReportReady, and with 1 if the background process ends before.
 int Daemonize(DmsLog& log) {
     int ready[2];
     if (pipe2(ready, O_CLOEXEC) != 0) {
@@ -188,11 +188,13 @@ int Run(DmsLog& log) {
     return 0;
 }
 
-// Standard error is open until the start is complete.
+// Runs dms and prints a failure of the start on standard error. After ReportReady, standard error is
+// /dev/null, and only the log has the message.
 int RunAndReport() {
     DmsLog log;
     int status = 1;
-    // If memory is exhausted, the destructors end minidlnad and remove the rules of the packet filter.
+    // Without the handler, an exception (for example std::bad_alloc) could end dms without the destructors,
+    // which stop minidlnad and remove the rules of the packet filter.
     try {
         status = Run(log);
     } catch (const std::exception& error) {

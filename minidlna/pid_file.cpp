@@ -22,11 +22,14 @@ PidFile::~PidFile() {
 }
 
 bool PidFile::Lock() {
-    struct stat status = {};
-    do {
+    // Another dms that ends may delete the file between open and flock. Then the file has no name, and the
+    // loop opens the new one.
+    for (;;) {
         const int file =
             Uninterrupted([] { return open(DMS_PID_FILE, O_WRONLY | O_CREAT | O_CLOEXEC, 0644); });
-        if (file < 0 || Uninterrupted([&] { return flock(file, LOCK_EX | LOCK_NB); }) != 0) {
+        struct stat status = {};
+        if (file < 0 || Uninterrupted([&] { return flock(file, LOCK_EX | LOCK_NB); }) != 0 ||
+            fstat(file, &status) != 0) {
             const int error = errno;
             log_.Write(Level::Error, error == EWOULDBLOCK
                                          ? "dms is already running"
@@ -36,18 +39,12 @@ bool PidFile::Lock() {
             }
             return false;
         }
-        // Without a name, the file is that of another dms, which has ended in the meantime.
-        if (file_ >= 0) {
-            close(file_);
+        if (status.st_nlink > 0) {
+            file_ = file;
+            return true;
         }
-        file_ = file;
-        if (fstat(file, &status) != 0) {
-            log_.Write(Level::Error,
-                       std::string("cannot read the status of " DMS_PID_FILE ": ") + strerror(errno));
-            return false;
-        }
-    } while (status.st_nlink == 0);
-    return true;
+        close(file);
+    }
 }
 
 bool PidFile::Write() {

@@ -1,5 +1,6 @@
-// The PID file of dms, DMS_PID_FILE. It is locked (flock(2)) while dms is running, however dms ends: the
-// control script recognises a stale file by the missing lock, and a second dms does not start.
+// The PID file of dms, DMS_PID_FILE. dms holds a lock on it (flock(2)), which the kernel releases even if dms
+// is killed. So the control script recognises a stale file by the missing lock, and a second dms does not
+// start.
 #pragma once
 
 #include "minidlna/dms_log.h"
@@ -12,7 +13,7 @@ class PidFile {
     PidFile(const PidFile&) = delete;
     PidFile& operator=(const PidFile&) = delete;
 
-    // Deletes the file if it is locked.
+    // Deletes the file if this object holds its lock.
     ~PidFile();
 
     // Creates the file if necessary and locks it. A child process of fork(2) shares the lock. Logs a failure

@@ -26,7 +26,8 @@ constexpr seconds MIN_RESTART_DELAY(1);
 // A configuration is good once minidlnad has run with it for this time.
 constexpr seconds GOOD_CONFIGURATION_TIME(5);
 
-// The time between SIGTERM and SIGKILL. The control script kills dms itself after 10 seconds.
+// The time between SIGTERM and SIGKILL for minidlnad. It must be less than the 10 seconds after which the
+// control script kills dms.
 constexpr seconds STOP_TIME(6);
 
 // The time after which dms tries again to write the configuration of minidlnad.
@@ -74,7 +75,7 @@ void Supervisor::RequestStop() {
     deadline_ = Clock::now() + STOP_TIME;
 }
 
-// Returns false if the file cannot be replaced.
+// Writes the configuration file if its content differs. Returns false if the file cannot be read or replaced.
 bool Supervisor::WriteConfiguration() {
     std::string previous;
     const bool readable = ReadFile(MINIDLNAD_CONFIGURATION_FILE, previous) || errno == ENOENT;
@@ -83,8 +84,8 @@ bool Supervisor::WriteConfiguration() {
     }
     if (!readable || FileReplacement(MINIDLNAD_CONFIGURATION_FILE).Replace(next_.text) != Saved::Yes) {
         if (!writingFailed_) {
-            log_.Write(Level::Error, std::string("cannot replace ") + MINIDLNAD_CONFIGURATION_FILE + ": " +
-                                         strerror(errno) + ". dms tries again every " +
+            log_.Write(Level::Error, std::string("cannot read or replace ") + MINIDLNAD_CONFIGURATION_FILE +
+                                         ": " + strerror(errno) + ". dms tries again every " +
                                          std::to_string(WRITE_RETRY_TIME.count()) + " seconds");
         }
         writingFailed_ = true;

@@ -22,13 +22,14 @@ class Supervisor {
     // minidlnad gets `output` as standard output and standard error.
     Supervisor(DmsLog& log, int output) : log_(log), output_(output) {}
 
-    // Lets minidlnad run with `configuration` from the next RunDueTasks on. Does nothing if that was already
-    // the last one requested. As long as MINIDLNAD_CONFIGURATION_FILE cannot be written, minidlnad keeps
-    // running with its previous configuration, or is not started.
+    // Requests that minidlnad runs with `configuration`. The next RunDueTasks starts it or begins the
+    // restart. Does nothing if `configuration` equals the one of the previous call. As long as
+    // MINIDLNAD_CONFIGURATION_FILE cannot be written, minidlnad keeps running with its previous
+    // configuration, or is not started.
     void SetConfiguration(const Configuration& configuration);
 
-    // Reaps minidlnad if it has ended, and starts or kills it if that is due. Call it after SIGCHLD and at
-    // NextDeadline.
+    // Reaps minidlnad if it has ended. If it is due, writes the configuration and starts minidlnad, or stops
+    // it for a restart. Call it after SIGCHLD and at NextDeadline.
     void RunDueTasks();
 
     // Returns the time at which RunDueTasks must be called even if no signal arrives.

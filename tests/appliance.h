@@ -79,8 +79,8 @@ class Appliance : public testing::Test {
     static Response Send(const Request& request);
     static Response Post(const std::string& action, const Fields& fields = {});
 
-    // Returns the orders that the control script got since the last call; "start START" if the variable of the
-    // package's start was set.
+    // Returns a line for each run of the control script since the previous ScriptCalls: its argument and, if it is set,
+    // the value of VEXAPKG_PKG_STATUS, for example "start START".
     static Strings ScriptCalls();
     static void LetScriptFail();
 

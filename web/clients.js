@@ -6,7 +6,8 @@ import { saveMerged, savedText } from './merged_save.js';
 import { createSaveBar } from './save_bar.js';
 import { button, card, h, searchField, taskRow } from './widgets.js';
 
-// Kept while the page is open, and shown until the list is loaded again: the daemon needs a second to write it.
+// Loading the list takes a second, because the daemon writes it first. When the section is opened again, it shows this
+// list until the new one is loaded.
 let loaded; // { clients, tag, profileNames }
 
 const objectsOf = (value) => (Array.isArray(value) ? value.filter((entry) => entry && typeof entry === 'object') : []);
@@ -55,7 +56,7 @@ async function open(frame) {
 				return showFailure('common.failed', result.failure, 'clients.delete_failed', 'clients.delete_failed_do');
 			}
 			table.discard();
-			// The answer has no tag. The condition of the next save fails, and the page loads the list again.
+			// The response has no tag, so the old one stays: the next save fails its condition and loads the list again.
 			showList({ answer: result.answer, tag: loaded.tag });
 			return 'clients.deleted';
 		});

@@ -1,5 +1,5 @@
-// Saves on top of the changes of others.
-const ROUNDS = 3; // a save that somebody else overtakes this often is given up
+// Saves the user's changes even if somebody else has changed the stored state in the meantime.
+const MAX_ATTEMPTS = 3; // gives up if the stored state has changed before each of them
 
 // Runs
 //   save     sends the user's changes, on condition that the stored state is still the one that the page shows
@@ -11,7 +11,7 @@ const ROUNDS = 3; // a save that somebody else overtakes this often is given up
 export async function saveMerged({ save, load, rebase }) {
 	for (let round = 1; ; round += 1) {
 		const result = await save();
-		if (result.failure?.kind !== 'changed' || round === ROUNDS) return result;
+		if (result.failure?.kind !== 'changed' || round === MAX_ATTEMPTS) return result;
 		const loaded = await load();
 		if (!loaded.ok) return loaded;
 		if (!(await rebase(loaded))) return { ok: false };
