@@ -503,12 +503,14 @@ def main():
     os.umask(0o022)
     appliance = Appliance(build, Network() if arguments.isolated else None)
     worker = Worker(appliance, arguments.worker, arguments.jobs)
-    if arguments.case in (None, "start"):
-        worker.all_starts()
-    for case in SIGNALS:
-        if arguments.case in (None, case.title) and (arguments.isolated or case.number == signal.SIGHUP):
-            worker.signal(case)
-    appliance.kill_all()
+    try:
+        if arguments.case in (None, "start"):
+            worker.all_starts()
+        for case in SIGNALS:
+            if arguments.case in (None, case.title) and (arguments.isolated or case.number == signal.SIGHUP):
+                worker.signal(case)
+    finally:
+        appliance.kill_all()
     print(worker.runs, worker.missed)
     return 0
 
