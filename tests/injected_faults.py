@@ -151,6 +151,7 @@ def run_workers(script, jobs, root, network=False):
     options = ["--isolated"] * network
     if not is_permitted([*prefix, "true"]):
         jobs, prefix, options = 1, [], []
+        print("this machine does not permit namespaces: one worker" + ", without network and packet filter" * network)
     if not is_permitted([*prefix, "strace", "-o", "/dev/null", "true"]):
         return None
     workers = [subprocess.Popen([*prefix, sys.executable, script, *sys.argv[1:], "--jobs", str(jobs),
