@@ -27,9 +27,7 @@ bool PidFile::Lock() {
     for (;;) {
         const int file =
             Uninterrupted([] { return open(DMS_PID_FILE, O_WRONLY | O_CREAT | O_CLOEXEC, 0644); });
-        struct stat status = {};
-        if (file < 0 || Uninterrupted([&] { return flock(file, LOCK_EX | LOCK_NB); }) != 0 ||
-            fstat(file, &status) != 0) {
+        if (file < 0 || Uninterrupted([&] { return flock(file, LOCK_EX | LOCK_NB); }) != 0) {
             const int error = errno;
             log_.Write(Level::Error, error == EWOULDBLOCK
                                          ? "dms is already running"
@@ -39,10 +37,17 @@ bool PidFile::Lock() {
             }
             return false;
         }
+        file_ = file;
+        struct stat status = {};
+        if (fstat(file, &status) != 0) {
+            log_.Write(Level::Error,
+                       std::string("cannot read the status of " DMS_PID_FILE ": ") + strerror(errno));
+            return false;
+        }
         if (status.st_nlink > 0) {
-            file_ = file;
             return true;
         }
+        file_ = -1;
         close(file);
     }
 }

@@ -81,7 +81,9 @@ size_t ReadCharacter(std::string_view text, int& character) {
     int length = static_cast<int>(std::min(text.size(), MAX_LENGTH));
     character = xmlGetUTF8Char(reinterpret_cast<const unsigned char*>(text.data()), &length);
     const bool isSurrogate = character >= 0xD800 && character <= 0xDFFF;
-    return character < MIN_OF_LENGTH[length] || isSurrogate ? 0 : static_cast<size_t>(length);
+    return character < MIN_OF_LENGTH[length] || character > 0x10FFFF || isSurrogate
+               ? 0
+               : static_cast<size_t>(length);
 }
 
 // Cuts the text after MAX_CLIENT_NAME bytes at most. Replaces each control character (C0, DEL and C1) by a
