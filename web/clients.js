@@ -56,7 +56,7 @@ async function open(frame) {
 				return showFailure('common.failed', result.failure, 'clients.delete_failed', 'clients.delete_failed_do');
 			}
 			table.discard();
-			// The response has no tag, so the old one stays: the next save fails its condition and loads the list again.
+			// The response has no tag. With the old one the next save fails its condition, and loads the list again.
 			showList({ answer: result.answer, tag: loaded.tag });
 			return 'clients.deleted';
 		});
