@@ -132,13 +132,15 @@ void MediaServiceHandler::SaveMenu() {
         WriteResult(false);
         return;
     }
-    EntityTag tag;
-    tag.AddBytes(content);
     if (strcmp(web_.In("restartserver", ""), "true") == 0 && RestartDms() == 0) {
         syslog(LOG_ERR, "%s (%d) Failed to restart dalmira", SOURCE_NAME, 1161);
         WriteResult(false);
         return;
     }
-    TagResponse(tag);
+    if (IsConditional()) {
+        EntityTag tag;
+        tag.AddBytes(content);
+        TagResponse(tag);
+    }
     WriteResult(true);
 }

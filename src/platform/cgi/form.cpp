@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cstdlib>
 
 #include "platform/cgi/multipart.h"
+#include "platform/files/file_io.h"
 #include "platform/text/scanning.h"
 
 namespace {
@@ -61,11 +61,12 @@ const char* ReadLength(std::string_view text, size_t& length) {
 bool ReadStandardInput(std::string& body, size_t length) {
     body.resize(length);
     for (size_t done = 0; done < length;) {
-        const ssize_t count = read(STDIN_FILENO, body.data() + done, length - done);
-        if (count == 0 || (count < 0 && errno != EINTR)) {
+        const ssize_t count =
+            Uninterrupted([&] { return read(STDIN_FILENO, body.data() + done, length - done); });
+        if (count <= 0) {
             return false;
         }
-        done += count > 0 ? static_cast<size_t>(count) : 0;
+        done += static_cast<size_t>(count);
     }
     return true;
 }
